@@ -1,0 +1,28 @@
+# The installed package: headers, libraries, and what find_package(Orvane) and pkg-config need to find them.
+include(CMakePackageConfigHelpers)
+
+set(headers_to "${CMAKE_INSTALL_INCLUDEDIR}/orvane")
+
+# The interface headers. Each target's own platform headers are installed by its folder; implementations stay here.
+install(DIRECTORY core/ DESTINATION "${headers_to}"
+  FILES_MATCHING PATTERN "*.h"
+  PATTERN "default" EXCLUDE
+  PATTERN "posix" EXCLUDE
+  PATTERN "win32" EXCLUDE)
+foreach(folder orvane platform typeregistry logging)
+  install(FILES "${PROJECT_BINARY_DIR}/generated/${folder}/export.h" DESTINATION "${headers_to}/${folder}")
+endforeach()
+
+install(EXPORT OrvaneTargets NAMESPACE Orvane:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane")
+configure_package_config_file(cmake/OrvaneConfig.cmake.in "${PROJECT_BINARY_DIR}/OrvaneConfig.cmake"
+  INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/OrvaneConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/OrvaneConfig.cmake" "${PROJECT_BINARY_DIR}/OrvaneConfigVersion.cmake"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane")
+
+# The package can be moved: its prefix is told from where the file lies.
+file(RELATIVE_PATH ORVANE_PC_PREFIX
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+configure_file(cmake/orvane.pc.in "${PROJECT_BINARY_DIR}/orvane.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/orvane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
