@@ -1,0 +1,3 @@
+#include "orvane/exception/iexception.h"
+
+IException::~IException() = default;
