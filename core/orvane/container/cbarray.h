@@ -1,0 +1,308 @@
+// The contiguous dynamic array.
+
+#ifndef ORVANE_CONTAINER_CBARRAY_H
+#define ORVANE_CONTAINER_CBARRAY_H
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "platform/platform.h"
+
+/// A growing array of default-constructible elements in one block.
+///
+/// Count and capacity are unsigned 32-bit numbers. An append to a full array grows it by the grow step or, where that
+/// is 0, to twice its capacity (from 0 to 1). Pointers and references to elements are good until the capacity changes.
+/// Raises: std::bad_alloc where memory runs out or the count would pass 0xFFFFFFFF; the array is then as it was before,
+/// but for what an element's own copying did.
+/// Threads: a plain container. Share it for reading, guard it for writing.
+template <class T>
+class CbArray
+{
+public:
+    /// An empty array without memory.
+    CbArray() noexcept = default;
+
+    /// An array of `count` elements, each value-initialised (bytes and numbers are zero).
+    explicit CbArray(unsigned int count) : m_data(count != 0 ? new T[count]() : nullptr), m_capacity(count)
+    {
+        setUsed(count);
+    }
+
+    /// A copy of the elements and the grow step, with the capacity of the count.
+    CbArray(CbArray const& other) : m_growStep(other.m_growStep)
+    {
+        if (other.m_count != 0)
+        {
+            std::unique_ptr<T[]> fresh(new T[other.m_count]);
+            std::copy(other.begin(), other.end(), fresh.get());
+            m_data = fresh.release();
+            m_capacity = other.m_count;
+            setUsed(other.m_count);
+        }
+    }
+
+    /// Takes the elements over; the source is empty, without memory, afterwards.
+    CbArray(CbArray&& other) noexcept
+    {
+        Swap(other);
+    }
+
+    CbArray& operator=(CbArray const& other)
+    {
+        if (this != &other)
+        {
+            CbArray copy(other);
+            Swap(copy);
+        }
+        return *this;
+    }
+
+    CbArray& operator=(CbArray&& other) noexcept
+    {
+        CbArray taken(std::move(other));
+        Swap(taken);
+        return *this;
+    }
+
+    ~CbArray()
+    {
+        delete[] m_data;
+    }
+
+    void Swap(CbArray& other) noexcept
+    {
+        std::swap(m_data, other.m_data);
+        std::swap(m_end, other.m_end);
+        std::swap(m_count, other.m_count);
+        std::swap(m_capacity, other.m_capacity);
+        std::swap(m_growStep, other.m_growStep);
+    }
+
+    /// The first element; null where the capacity is 0.
+    T* GetData() noexcept
+    {
+        return m_data;
+    }
+
+    T const* GetData() const noexcept
+    {
+        return m_data;
+    }
+
+    unsigned int GetCount() const noexcept
+    {
+        return m_count;
+    }
+
+    unsigned int GetCapacity() const noexcept
+    {
+        return m_capacity;
+    }
+
+    /// 0: growth doubles the capacity.
+    unsigned int GetGrowStep() const noexcept
+    {
+        return m_growStep;
+    }
+
+    bool IsEmpty() const noexcept
+    {
+        return m_count == 0;
+    }
+
+    void SetGrowStep(unsigned int growStep) noexcept
+    {
+        m_growStep = growStep;
+    }
+
+    /// Moves the elements into a block of exactly `capacity` elements; those that do not fit are dropped.
+    void SetCapacity(unsigned int capacity)
+    {
+        if (capacity != m_capacity)
+        {
+            T* const fresh = capacity != 0 ? new T[capacity] : nullptr;
+            adopt(fresh, capacity, std::min(m_count, capacity));
+        }
+    }
+
+    /// Makes the array `count` elements long. Elements that are added are value-initialised. The capacity grows to
+    /// exactly `count` where it is smaller and never shrinks.
+    void SetCount(unsigned int count)
+    {
+        if (count > m_capacity)
+        {
+            SetCapacity(count);
+        }
+        if (count > m_count)
+        {
+            std::fill(m_data + m_count, m_data + count, T());
+        }
+        setUsed(count);
+    }
+
+    /// Appends a copy; `element` may be one of the array's own.
+    void Add(T const& element)
+    {
+        if (m_count == m_capacity)
+        {
+            T copy(element);
+            SetCapacity(grownCapacity(1));
+            m_data[m_count] = std::move(copy);
+        }
+        else
+        {
+            m_data[m_count] = element;
+        }
+        setUsed(m_count + 1);
+    }
+
+    void Add(T&& element)
+    {
+        if (m_count == m_capacity)
+        {
+            T moved(std::move(element));
+            SetCapacity(grownCapacity(1));
+            m_data[m_count] = std::move(moved);
+        }
+        else
+        {
+            m_data[m_count] = std::move(element);
+        }
+        setUsed(m_count + 1);
+    }
+
+    /// Appends copies of `count` elements, which may be the array's own. The capacity ends as if they had been appended
+    /// one by one, but the block is exchanged once at most.
+    void Append(T const* elements, unsigned int count)
+    {
+        if (count == 0)
+        {
+            return;
+        }
+        if (count > m_capacity - m_count)
+        {
+            unsigned int const capacity = grownCapacity(count);
+            std::unique_ptr<T[]> fresh(new T[capacity]);
+            // The new elements first: they may lie in the block that is given up.
+            std::copy_n(elements, count, fresh.get() + m_count);
+            unsigned int const kept = m_count;
+            adopt(fresh.release(), capacity, kept);
+        }
+        else
+        {
+            std::copy_n(elements, count, m_data + m_count);
+        }
+        setUsed(m_count + count);
+    }
+
+    /// Empties the array; the capacity stays. Elements keep their values until they are overwritten or freed.
+    void RemoveAll() noexcept
+    {
+        setUsed(0);
+    }
+
+    /// `index` must be below the count.
+    T& operator[](unsigned int index) noexcept
+    {
+        return m_data[index];
+    }
+
+    T const& operator[](unsigned int index) const noexcept
+    {
+        return m_data[index];
+    }
+
+    T* begin() noexcept
+    {
+        return m_data;
+    }
+
+    T* end() noexcept
+    {
+        return m_data + m_count;
+    }
+
+    T const* begin() const noexcept
+    {
+        return m_data;
+    }
+
+    T const* end() const noexcept
+    {
+        return m_data + m_count;
+    }
+
+    /// Whether both hold equal elements in the same order; capacity and grow step do not count.
+    friend bool operator==(CbArray const& left, CbArray const& right)
+    {
+        return std::equal(left.begin(), left.end(), right.begin(), right.end());
+    }
+
+private:
+    // What the capacity becomes when `count` more elements are appended one by one to an array they do not fit in.
+    unsigned int grownCapacity(unsigned int count) const
+    {
+        constexpr unsigned __int64 c_Maximum = 0xFFFFFFFF;
+        unsigned __int64 const needed = static_cast<unsigned __int64>(m_count) + count;
+        if (needed > c_Maximum)
+        {
+            throw std::bad_alloc();
+        }
+        unsigned __int64 capacity = m_capacity;
+        if (m_growStep != 0)
+        {
+            unsigned __int64 const steps = (needed - capacity + m_growStep - 1) / m_growStep;
+            capacity += steps * m_growStep;
+        }
+        else
+        {
+            while (capacity < needed)
+            {
+                capacity = capacity != 0 ? capacity * 2 : 1;
+            }
+        }
+        return static_cast<unsigned int>(std::min(capacity, c_Maximum));
+    }
+
+    // Moves the first `kept` elements into `fresh` and lets that be the block. Takes `fresh` over also where it raises.
+    void adopt(T* fresh, unsigned int capacity, unsigned int kept)
+    {
+        std::unique_ptr<T[]> owner(fresh);
+        if constexpr (std::is_nothrow_move_assignable_v<T> || !std::is_copy_assignable_v<T>)
+        {
+            std::move(m_data, m_data + kept, fresh);
+        }
+        else
+        {
+            std::copy(m_data, m_data + kept, fresh);
+        }
+        delete[] m_data;
+        m_data = owner.release();
+        m_capacity = capacity;
+        setUsed(kept);
+    }
+
+    void setUsed(unsigned int count) noexcept
+    {
+        m_count = count;
+        m_end = count != 0 ? m_data + count : nullptr;
+    }
+
+    T* m_data = nullptr;
+    T* m_end = nullptr; // one past the last element in use; null while there is none
+    unsigned int m_count = 0;
+    unsigned int m_capacity = 0;
+    unsigned int m_growStep = 0; // 0: double
+};
+
+template <class T>
+void swap(CbArray<T>& left, CbArray<T>& right) noexcept
+{
+    left.Swap(right);
+}
+
+#endif // ORVANE_CONTAINER_CBARRAY_H
