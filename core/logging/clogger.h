@@ -43,8 +43,8 @@ public:
     virtual ~ISink();
 
     /// Takes one line. Called on the logging thread, without any lock of the logger held, by several threads at once.
-    /// May log, add and remove sinks. What it throws reaches the caller of the logger, after the other sinks have had the
-    /// line; of several exceptions the first one does.
+    /// May log, add and remove sinks. What it throws reaches the caller of the logger, after the other sinks have had
+    /// the line; of several exceptions the first one does.
     virtual void Write(SRecord const& record) = 0;
 };
 
