@@ -1,0 +1,1329 @@
+// Threads as kernel objects, and how one thread stops or ends another.
+//
+// A request to stop or to end is a word in the thread's record (a generation and two flags) and a signal. The handler
+// acknowledges the generation and sleeps on the word; without the generation a stop that follows a resume at once could
+// take the old acknowledgement for its own. Inside the layer's own critical stretches the handler only notes the request.
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gnu/libc-version.h>
+#include <link.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <ucontext.h>
+
+#include "kernelobject.h"
+#include "nosuspend.h"
+
+namespace posix
+{
+// Records are never freed, only used again: a late signal may still name one.
+struct ThreadRecord
+{
+    KernelObject* object = nullptr;
+    std::atomic<pid_t> id{0};
+    pthread_t pthread{};
+    bool isStartedHere = false;
+
+    FutexMutex lock;            // guards what follows down to isEnded
+    unsigned int stopCount = 0; // suspensions
+    bool isEnded = false;
+
+    std::atomic<std::uint32_t> control{0};      // what the thread is asked for: flags and a generation
+    std::atomic<std::uint32_t> acknowledged{0}; // the generation that it has taken note of
+    std::atomic<std::uint32_t> gone{0};         // 1 once a thread that was ended from outside runs no more of its code
+
+    std::atomic<DWORD> exitCode{STILL_ACTIVE};
+    DWORD endCode = 0; // becomes the exit code when the thread ends
+    std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
+    std::atomic<DWORD_PTR> affinity{0};
+    std::atomic<DWORD> idealProcessor{0};
+    std::atomic<unsigned __int64> creationTime{0}; // 0: not asked for yet
+    std::atomic<unsigned __int64> exitTime{0};
+    std::atomic<unsigned __int64> kernelTime{0}; // both filled at the thread's end
+    std::atomic<unsigned __int64> userTime{0};
+
+    // Guarded by s_recordLock.
+    ThreadRecord* next = nullptr;
+    ThreadRecord* previous = nullptr;
+};
+
+struct SnapshotRecord
+{
+    std::vector<DWORD> ids;
+    std::size_t position = 0; // guarded by the object's lock bit
+};
+
+namespace
+{
+constexpr std::uint32_t c_Stopped = 1;
+constexpr std::uint32_t c_Dying = 2;
+constexpr std::uint32_t c_Forced = 4; // die even inside the C library
+constexpr std::uint32_t c_GenerationOne = 8;
+constexpr std::uint32_t c_GenerationMask = ~(c_GenerationOne - 1);
+
+constexpr unsigned int c_MaximumStops = 127;
+constexpr DWORD c_AcknowledgeMs = 5000;
+// A thread inside the C library is asked this often, at this interval, before it is ended all the same. One that blocks
+// there holds no lock of it; one that works there is met outside long before.
+constexpr int c_PoliteTries = 2000;
+constexpr long c_PoliteNs = 50'000;
+
+constexpr unsigned __int64 c_TicksInSecond = 10'000'000;          // of file times
+constexpr unsigned __int64 c_UnixEpoch = 116'444'736'000'000'000; // 1970 in file time
+constexpr unsigned __int64 c_StartStep = c_TicksInSecond / 100;   // creation times are that coarse
+
+constinit FutexMutex s_recordLock;
+constinit ThreadRecord* s_firstRecord = nullptr; // records of threads that have not ended, and of unknown ones
+constinit ThreadRecord* s_freeRecords = nullptr;
+
+[[gnu::tls_model("initial-exec")]] constinit thread_local StopState t_stopState;
+
+int stopSignal() noexcept
+{
+    return SIGRTMAX - 3;
+}
+
+timespec deadlineIn(DWORD milliseconds, long nanoseconds = 0) noexcept
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    time.tv_sec += static_cast<time_t>(milliseconds / 1000);
+    time.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000 + nanoseconds;
+    if (time.tv_nsec >= 1'000'000'000)
+    {
+        time.tv_nsec -= 1'000'000'000;
+        ++time.tv_sec;
+    }
+    return time;
+}
+
+// ---- the process, as it was when it was first asked about
+
+struct CodeRange
+{
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+
+    bool holds(std::uintptr_t address) const noexcept
+    {
+        return address >= begin && address < end;
+    }
+};
+
+struct ProcessFacts
+{
+    cpu_set_t processors; // that the process may use
+    DWORD_PTR mask = 0;   // the same, for the first 64
+    DWORD_PTR online = 0;
+    DWORD processorCount = 1;
+    int baseNice = 0;
+    bool canRestoreNice = false;
+    __int64 bootTime = 0;     // file time of the system's start
+    CodeRange libraryCode[2]; // the code of the C library and of the allocator
+};
+
+int findLibraryCode(dl_phdr_info* info, std::size_t, void* result)
+{
+    auto& made = *static_cast<ProcessFacts*>(result);
+    // The allocator may have been replaced, by a tool or by choice: its module counts too.
+    std::uintptr_t const probes[] = {reinterpret_cast<std::uintptr_t>(&gnu_get_libc_version),
+                                     reinterpret_cast<std::uintptr_t>(&std::malloc)};
+    for (int i = 0; i < info->dlpi_phnum; ++i)
+    {
+        auto const& segment = info->dlpi_phdr[i];
+        CodeRange const range{info->dlpi_addr + segment.p_vaddr, info->dlpi_addr + segment.p_vaddr + segment.p_memsz};
+        for (std::size_t probe = 0; probe < std::size(probes); ++probe)
+        {
+            if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0 && range.holds(probes[probe]))
+            {
+                made.libraryCode[probe] = range;
+            }
+        }
+    }
+    return 0;
+}
+
+__int64 fileTimeOf(timespec const& time) noexcept
+{
+    return static_cast<__int64>(time.tv_sec) * static_cast<__int64>(c_TicksInSecond) + time.tv_nsec / 100;
+}
+
+ProcessFacts const& facts() noexcept
+{
+    static ProcessFacts const s_facts = []
+    {
+        ProcessFacts made;
+        CPU_ZERO(&made.processors);
+        sched_getaffinity(getpid(), sizeof made.processors, &made.processors);
+        long const online = sysconf(_SC_NPROCESSORS_ONLN);
+        made.processorCount = online > 0 ? static_cast<DWORD>(online) : 1;
+        for (unsigned int i = 0; i < MAXIMUM_PROCESSORS; ++i)
+        {
+            made.mask |= CPU_ISSET(i, &made.processors) ? DWORD_PTR{1} << i : 0;
+            made.online |= i < made.processorCount ? DWORD_PTR{1} << i : 0;
+        }
+        made.online |= made.mask;
+        errno = 0;
+        int const nice = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
+        made.baseNice = errno == 0 ? nice : 0;
+        rlimit limit{};
+        getrlimit(RLIMIT_NICE, &limit);
+        made.canRestoreNice = geteuid() == 0 || limit.rlim_cur >= static_cast<rlim_t>(20 - made.baseNice + 15);
+        timespec now{};
+        timespec sinceBoot{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+        made.bootTime = static_cast<__int64>(c_UnixEpoch) + fileTimeOf(now) - fileTimeOf(sinceBoot);
+        dl_iterate_phdr(findLibraryCode, &made);
+        return made;
+    }();
+    return s_facts;
+}
+
+// ---- records
+
+// s_recordLock is held.
+void insertRecord(ThreadRecord& record) noexcept
+{
+    record.previous = nullptr;
+    record.next = s_firstRecord;
+    if (s_firstRecord != nullptr)
+    {
+        s_firstRecord->previous = &record;
+    }
+    s_firstRecord = &record;
+}
+
+void removeRecord(ThreadRecord& record) noexcept
+{
+    s_recordLock.lock();
+    if (record.previous != nullptr || s_firstRecord == &record)
+    {
+        (record.previous != nullptr ? record.previous->next : s_firstRecord) = record.next;
+        if (record.next != nullptr)
+        {
+            record.next->previous = record.previous;
+        }
+        record.next = nullptr;
+        record.previous = nullptr;
+    }
+    s_recordLock.unlock();
+}
+
+// A record with an object that has one reference; null without memory.
+ThreadRecord* makeRecord() noexcept
+{
+    KernelObject* const object = createObject(Kind::Thread, 0);
+    if (object == nullptr)
+    {
+        return nullptr;
+    }
+    s_recordLock.lock();
+    ThreadRecord* record = s_freeRecords;
+    if (record != nullptr)
+    {
+        s_freeRecords = record->next;
+        record->next = nullptr;
+    }
+    s_recordLock.unlock();
+    if (record == nullptr)
+    {
+        record = new (std::nothrow) ThreadRecord;
+        if (record == nullptr)
+        {
+            releaseReference(*object);
+            return nullptr;
+        }
+    }
+    record->object = object;
+    record->isStartedHere = false;
+    record->stopCount = 0;
+    record->isEnded = false;
+    // The generation goes on counting: late acknowledgements of the thread before are not taken for this one's.
+    record->control.fetch_and(c_GenerationMask, std::memory_order_relaxed);
+    record->gone.store(0, std::memory_order_relaxed);
+    record->exitCode.store(STILL_ACTIVE, std::memory_order_relaxed);
+    record->endCode = 0;
+    record->priority.store(THREAD_PRIORITY_NORMAL, std::memory_order_relaxed);
+    record->affinity.store(facts().mask, std::memory_order_relaxed);
+    record->idealProcessor.store(0, std::memory_order_relaxed);
+    record->creationTime.store(0, std::memory_order_relaxed);
+    record->exitTime.store(0, std::memory_order_relaxed);
+    object->thread = record;
+    return record;
+}
+
+// The record of a thread that is known by its id. s_recordLock is held.
+ThreadRecord* findRecord(pid_t id) noexcept
+{
+    for (ThreadRecord* record = s_firstRecord; record != nullptr; record = record->next)
+    {
+        if (record->id.load(std::memory_order_relaxed) == id)
+        {
+            return record;
+        }
+    }
+    return nullptr;
+}
+
+void addReference(KernelObject& object) noexcept
+{
+    Locked held(object);
+    ++held.object().references;
+}
+
+// The calling thread's own record, which the thread holds a reference to until its end; null without memory.
+ThreadRecord* ownRecord() noexcept
+{
+    Parking& own = parking();
+    if (own.thread == nullptr)
+    {
+        NoSuspend const guard;
+        pid_t const id = static_cast<pid_t>(GetCurrentThreadId());
+        s_recordLock.lock();
+        ThreadRecord* record = findRecord(id);
+        if (record != nullptr)
+        {
+            // Somebody opened this thread before it was seen here.
+            addReference(*record->object);
+        }
+        s_recordLock.unlock();
+        if (record == nullptr)
+        {
+            record = makeRecord();
+            if (record == nullptr)
+            {
+                return nullptr;
+            }
+            record->id.store(id, std::memory_order_relaxed);
+            s_recordLock.lock();
+            insertRecord(*record);
+            s_recordLock.unlock();
+        }
+        record->pthread = pthread_self();
+        own.thread = record;
+    }
+    return own.thread;
+}
+
+HANDLE const c_CurrentThread = reinterpret_cast<HANDLE>(~static_cast<std::uintptr_t>(1));
+
+// A thread object, kept alive for the time of a call. Empty, with the last error 6, for a handle of anything else.
+class PinnedThread
+{
+public:
+    explicit PinnedThread(HANDLE handle) noexcept
+    {
+        NoSuspend const guard;
+        ObjectRef ref = findObject(handle);
+        if (!ref)
+        {
+            ref = findPseudoHandle(handle);
+        }
+        if (ref)
+        {
+            Locked held(ref);
+            if (held.isHeld() && Word::kind(held.word) == Kind::Thread)
+            {
+                ++held.object().references;
+                m_record = held.object().thread;
+                return;
+            }
+        }
+        SetLastError(ERROR_INVALID_HANDLE);
+    }
+
+    PinnedThread(PinnedThread const&) = delete;
+    PinnedThread& operator=(PinnedThread const&) = delete;
+
+    ~PinnedThread()
+    {
+        release();
+    }
+
+    void release() noexcept
+    {
+        if (m_record != nullptr)
+        {
+            NoSuspend const guard;
+            releaseReference(*m_record->object);
+            m_record = nullptr;
+        }
+    }
+
+    explicit operator bool() const noexcept
+    {
+        return m_record != nullptr;
+    }
+
+    ThreadRecord* operator->() const noexcept
+    {
+        return m_record;
+    }
+
+    ThreadRecord& operator*() const noexcept
+    {
+        return *m_record;
+    }
+
+private:
+    ThreadRecord* m_record = nullptr;
+};
+
+// ---- stopping and ending
+
+std::uint32_t generationOf(std::uint32_t control) noexcept
+{
+    return control & c_GenerationMask;
+}
+
+void acknowledge(ThreadRecord& record, std::uint32_t control) noexcept
+{
+    record.acknowledged.store(generationOf(control), std::memory_order_release);
+    futexWake(addressOf(record.acknowledged), INT_MAX);
+}
+
+unsigned __int64 now() noexcept
+{
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return c_UnixEpoch + static_cast<unsigned __int64>(fileTimeOf(time));
+}
+
+unsigned __int64 fileTimeOf(timeval const& time) noexcept
+{
+    return static_cast<unsigned __int64>(time.tv_sec) * c_TicksInSecond +
+           static_cast<unsigned __int64>(time.tv_usec) * 10;
+}
+
+// What every end of a thread does, on the thread itself: nothing of it is used afterwards but the C library's part.
+void finish(ThreadRecord& record) noexcept
+{
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    record.userTime.store(fileTimeOf(usage.ru_utime), std::memory_order_relaxed);
+    record.kernelTime.store(fileTimeOf(usage.ru_stime), std::memory_order_relaxed);
+    record.exitTime.store(now(), std::memory_order_release);
+    removeRecord(record);
+    record.exitCode.store(record.endCode, std::memory_order_release);
+    KernelObject& object = *record.object;
+    signalObject(object);
+    releaseReference(object);
+}
+
+bool isInLibrary(void const* context) noexcept
+{
+    auto const& machine = static_cast<ucontext_t const*>(context)->uc_mcontext;
+    auto const at = static_cast<std::uintptr_t>(machine.gregs[REG_RIP]);
+    return facts().libraryCode[0].holds(at) || facts().libraryCode[1].holds(at);
+}
+
+// The end of a thread that another one ends. Not through the C library: that would unwind frames which may not be unwound.
+[[noreturn]] void die(ThreadRecord& record) noexcept
+{
+    if (Parking* const own = existingParking(); own != nullptr)
+    {
+        if (own->operation != nullptr)
+        {
+            abortWait(*own->operation);
+        }
+        if (own->hasOwnedMutex.load(std::memory_order_relaxed))
+        {
+            abandonMutexes(own->threadId);
+        }
+        giveParkingBack(*own);
+    }
+    record.gone.store(1, std::memory_order_release);
+    futexWake(addressOf(record.gone), INT_MAX);
+    for (;;)
+    {
+        syscall(SYS_exit, 0);
+    }
+}
+
+// Sleeps as long as the record says so. `context` is what the signal interrupted, or null where the request is carried out
+// at the end of a critical stretch.
+void obey(ThreadRecord& record, void const* context) noexcept
+{
+    for (;;)
+    {
+        std::uint32_t const control = record.control.load(std::memory_order_acquire);
+        if ((control & c_Dying) != 0)
+        {
+            Parking const* const own = existingParking();
+            bool const isInOwnWait = own != nullptr && own->operation != nullptr;
+            if (context == nullptr || isInOwnWait || (control & c_Forced) != 0 || !isInLibrary(context))
+            {
+                die(record);
+            }
+            return; // to leave the C library; the other thread asks again
+        }
+        acknowledge(record, control);
+        if ((control & c_Stopped) == 0)
+        {
+            return;
+        }
+        futexWait(addressOf(record.control), control, nullptr);
+    }
+}
+
+void onStopSignal(int, siginfo_t* info, void* context) noexcept
+{
+    int const callersErrno = errno;
+    auto* const record = static_cast<ThreadRecord*>(info->si_value.sival_ptr);
+    if (record != nullptr && record->id.load(std::memory_order_relaxed) == static_cast<pid_t>(gettid()))
+    {
+        if (t_stopState.depth.load(std::memory_order_relaxed) != 0)
+        {
+            t_stopState.requested.store(record, std::memory_order_relaxed);
+        }
+        else
+        {
+            obey(*record, context);
+        }
+    }
+    errno = callersErrno;
+}
+
+void installHandler() noexcept
+{
+    [[maybe_unused]] static bool const s_isInstalled = []
+    {
+        static_cast<void>(facts()); // the handler itself must not be the first to ask
+        struct sigaction action = {};
+        action.sa_sigaction = onStopSignal;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigemptyset(&action.sa_mask);
+        return sigaction(stopSignal(), &action, nullptr) == 0;
+    }();
+}
+
+bool sendStop(ThreadRecord& record) noexcept
+{
+    siginfo_t info;
+    std::memset(&info, 0, sizeof info);
+    info.si_signo = stopSignal();
+    info.si_code = SI_QUEUE;
+    info.si_pid = getpid();
+    info.si_uid = getuid();
+    info.si_value.sival_ptr = &record;
+    return syscall(SYS_rt_tgsigqueueinfo, getpid(), record.id.load(std::memory_order_relaxed), stopSignal(), &info) ==
+           0;
+}
+
+std::uint32_t ask(ThreadRecord& record, std::uint32_t flags) noexcept
+{
+    std::uint32_t const next = generationOf(record.control.load(std::memory_order_relaxed)) + c_GenerationOne;
+    record.control.store(next | flags, std::memory_order_release);
+    futexWake(addressOf(record.control), INT_MAX);
+    return next;
+}
+
+// Whether the word has the value in time.
+bool awaitValue(std::atomic<std::uint32_t> const& word, std::uint32_t value, timespec const& deadline) noexcept
+{
+    for (;;)
+    {
+        std::uint32_t const seen = word.load(std::memory_order_acquire);
+        if (seen == value)
+        {
+            return true;
+        }
+        if (!futexWait(addressOf(word), seen, &deadline))
+        {
+            return word.load(std::memory_order_acquire) == value;
+        }
+    }
+}
+
+bool isOwn(ThreadRecord const& record) noexcept
+{
+    return record.id.load(std::memory_order_relaxed) == static_cast<pid_t>(GetCurrentThreadId());
+}
+
+// ---- the start of a thread
+
+struct StartPacket
+{
+    ThreadRecord* record;
+    LPTHREAD_START_ROUTINE start;
+    void* parameter;
+    bool isSuspended;
+    std::atomic<std::uint32_t> isReady{0}; // 1 once the thread has taken all it needs from here
+};
+
+void restoreInherited() noexcept
+{
+    cpu_set_t inherited;
+    if (sched_getaffinity(0, sizeof inherited, &inherited) == 0 && !CPU_EQUAL(&inherited, &facts().processors))
+    {
+        sched_setaffinity(0, sizeof(cpu_set_t), &facts().processors);
+    }
+    id_t const id = static_cast<id_t>(GetCurrentThreadId());
+    errno = 0;
+    if (getpriority(PRIO_PROCESS, id) != facts().baseNice && errno == 0)
+    {
+        setpriority(PRIO_PROCESS, id, facts().baseNice);
+    }
+    sigset_t own;
+    sigemptyset(&own);
+    sigaddset(&own, stopSignal());
+    pthread_sigmask(SIG_UNBLOCK, &own, nullptr);
+}
+
+// noexcept: an exception that leaves a thread ends the process.
+void* runThread(void* argument) noexcept
+{
+    StartPacket& packet = *static_cast<StartPacket*>(argument);
+    ThreadRecord& record = *packet.record;
+    LPTHREAD_START_ROUTINE const start = packet.start;
+    void* const parameter = packet.parameter;
+    bool const isSuspended = packet.isSuspended;
+
+    restoreInherited();
+    timespec sinceBoot{};
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    __int64 const started =
+        fileTimeOf(sinceBoot) / static_cast<__int64>(c_StartStep) * static_cast<__int64>(c_StartStep);
+    record.creationTime.store(static_cast<unsigned __int64>(facts().bootTime + started), std::memory_order_relaxed);
+    record.id.store(static_cast<pid_t>(GetCurrentThreadId()), std::memory_order_relaxed);
+    {
+        NoSuspend const guard;
+        s_recordLock.lock();
+        insertRecord(record);
+        s_recordLock.unlock();
+    }
+    parking().thread = &record;
+
+    packet.isReady.store(1, std::memory_order_release);
+    futexWake(addressOf(packet.isReady), 1); // the packet may be gone by now: then nobody sleeps there
+    if (isSuspended)
+    {
+        obey(record, nullptr);
+    }
+    record.endCode = start(parameter);
+    return nullptr;
+}
+
+// ---- what the system tells
+
+// Start time (in ticks since the start of the system) and the processor times of a thread, from the kernel's own account.
+struct ThreadAccount
+{
+    unsigned __int64 start = 0;
+    unsigned __int64 user = 0;
+    unsigned __int64 kernel = 0;
+};
+
+bool readAccount(pid_t id, ThreadAccount& account) noexcept
+{
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", static_cast<int>(id));
+    int const file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+    {
+        return false;
+    }
+    char text[1024];
+    ssize_t const size = read(file, text, sizeof text - 1);
+    close(file);
+    if (size <= 0)
+    {
+        return false;
+    }
+    text[size] = '\0';
+    // The name may hold anything; what follows its last parenthesis is numbers.
+    char const* const end = std::strrchr(text, ')');
+    unsigned long long user = 0;
+    unsigned long long kernel = 0;
+    unsigned long long start = 0;
+    if (end == nullptr ||
+        std::sscanf(end + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu %*d %*d %*d %*d %*d %*d %llu",
+                    &user, &kernel, &start) != 3)
+    {
+        return false;
+    }
+    unsigned __int64 const step = c_TicksInSecond / static_cast<unsigned __int64>(sysconf(_SC_CLK_TCK));
+    account.user = user * step;
+    account.kernel = kernel * step;
+    account.start = start * step;
+    return true;
+}
+
+FILETIME toFileTime(unsigned __int64 time) noexcept
+{
+    return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+}
+
+int niceOf(int priority) noexcept
+{
+    switch (priority)
+    {
+    case THREAD_PRIORITY_IDLE:
+        return 15;
+    case THREAD_PRIORITY_LOWEST:
+        return 10;
+    case THREAD_PRIORITY_BELOW_NORMAL:
+        return 5;
+    case THREAD_PRIORITY_ABOVE_NORMAL:
+        return -5;
+    case THREAD_PRIORITY_HIGHEST:
+        return -10;
+    case THREAD_PRIORITY_TIME_CRITICAL:
+        return -15;
+    default:
+        return 0;
+    }
+}
+
+bool isPriority(int priority) noexcept
+{
+    return (priority >= THREAD_PRIORITY_LOWEST && priority <= THREAD_PRIORITY_HIGHEST) ||
+           priority == THREAD_PRIORITY_IDLE || priority == THREAD_PRIORITY_TIME_CRITICAL;
+}
+} // namespace
+
+StopState& stopState() noexcept
+{
+    return t_stopState;
+}
+
+void carryOutStop() noexcept
+{
+    ThreadRecord* const record = t_stopState.requested.exchange(nullptr, std::memory_order_relaxed);
+    if (record != nullptr)
+    {
+        obey(*record, nullptr);
+    }
+}
+
+ObjectRef findPseudoHandle(HANDLE handle) noexcept
+{
+    if (handle != c_CurrentThread)
+    {
+        return {};
+    }
+    ThreadRecord* const record = ownRecord();
+    if (record == nullptr)
+    {
+        return {};
+    }
+    KernelObject& object = *record->object;
+    return {&object, object.word.load(std::memory_order_relaxed) & Word::c_GenerationMask};
+}
+
+void closeThread(ThreadRecord* thread) noexcept
+{
+    removeRecord(*thread);
+    thread->id.store(0, std::memory_order_relaxed);
+    s_recordLock.lock();
+    thread->next = s_freeRecords;
+    s_freeRecords = thread;
+    s_recordLock.unlock();
+}
+
+void closeSnapshot(SnapshotRecord* snapshot) noexcept
+{
+    delete snapshot;
+}
+
+void endThread(Parking& own) noexcept
+{
+    ThreadRecord* const record = own.thread;
+    if (record != nullptr)
+    {
+        // Not a critical stretch: who stops this thread holds the lock and waits for it to stop.
+        record->lock.lock();
+        bool const isEndedByOther = record->isEnded;
+        record->isEnded = true;
+        record->lock.unlock();
+        while (isEndedByOther)
+        {
+            // The other thread finishes this one; all that is left here is to go when it says so.
+            std::uint32_t const control = record->control.load(std::memory_order_acquire);
+            if ((control & c_Dying) != 0)
+            {
+                die(*record);
+            }
+            futexWait(addressOf(record->control), control, nullptr);
+        }
+    }
+    NoSuspend const guard;
+    if (own.hasOwnedMutex.load(std::memory_order_relaxed))
+    {
+        abandonMutexes(own.threadId);
+    }
+    if (record != nullptr)
+    {
+        if (record->isStartedHere)
+        {
+            pthread_detach(pthread_self());
+        }
+        own.thread = nullptr;
+        finish(*record);
+    }
+}
+} // namespace posix
+
+using namespace posix;
+
+HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHREAD_START_ROUTINE start, void* parameter,
+                    DWORD flags, DWORD* id) noexcept
+{
+    DWORD error = ERROR_SUCCESS;
+    if (security != nullptr)
+    {
+        error = ERROR_NOT_SUPPORTED;
+    }
+    else if (start == nullptr || (flags & ~(CREATE_SUSPENDED | STACK_SIZE_PARAM_IS_A_RESERVATION)) != 0)
+    {
+        error = ERROR_INVALID_PARAMETER;
+    }
+    if (error != ERROR_SUCCESS)
+    {
+        SetLastError(error);
+        return nullptr;
+    }
+
+    NoSuspend const guard;
+    ThreadRecord* const record = makeRecord();
+    if (record == nullptr)
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    bool const isSuspended = (flags & CREATE_SUSPENDED) != 0;
+    record->isStartedHere = true;
+    if (isSuspended)
+    {
+        record->stopCount = 1;
+        ask(*record, c_Stopped);
+    }
+    addReference(*record->object); // the thread's own, until its end
+    HANDLE const handle = openHandle(*record->object);
+    if (handle == nullptr)
+    {
+        releaseReference(*record->object);
+        return nullptr;
+    }
+
+    StartPacket packet{record, start, parameter, isSuspended};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stackSize != 0)
+    {
+        std::size_t const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        std::size_t const least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
+        pthread_attr_setstacksize(&attributes, (std::max(stackSize, least) + page - 1) / page * page);
+    }
+    int const failure = pthread_create(&record->pthread, &attributes, runThread, &packet);
+    pthread_attr_destroy(&attributes);
+    if (failure != 0)
+    {
+        KernelObject& object = *record->object;
+        CloseHandle(handle);
+        releaseReference(object);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    while (packet.isReady.load(std::memory_order_acquire) == 0)
+    {
+        futexWait(addressOf(packet.isReady), 0, nullptr);
+    }
+    if (id != nullptr)
+    {
+        *id = static_cast<DWORD>(record->id.load(std::memory_order_relaxed));
+    }
+    return handle;
+}
+
+DWORD SuspendThread(HANDLE thread) noexcept
+{
+    constexpr DWORD c_Failed = 0xFFFFFFFF;
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return c_Failed;
+    }
+    installHandler();
+    ThreadRecord& record = *pinned;
+    record.lock.lock();
+    unsigned int const before = record.stopCount;
+    DWORD error = ERROR_SUCCESS;
+    if (record.isEnded)
+    {
+        error = ERROR_ACCESS_DENIED;
+    }
+    else if (before == c_MaximumStops)
+    {
+        error = ERROR_SIGNAL_REFUSED;
+    }
+    else if (before == 0 && !isOwn(record))
+    {
+        std::uint32_t const generation = ask(record, c_Stopped);
+        if (!sendStop(record))
+        {
+            ask(record, 0);
+            error = ERROR_ACCESS_DENIED;
+        }
+        else if (!awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs)))
+        {
+            ask(record, 0);
+            error = ERROR_TIMEOUT;
+        }
+    }
+    bool const isSelfStop = error == ERROR_SUCCESS && before == 0 && isOwn(record);
+    if (isSelfStop)
+    {
+        ask(record, c_Stopped);
+    }
+    if (error == ERROR_SUCCESS)
+    {
+        ++record.stopCount;
+    }
+    record.lock.unlock();
+    if (isSelfStop)
+    {
+        obey(record, nullptr);
+    }
+    if (error != ERROR_SUCCESS)
+    {
+        SetLastError(error);
+        return c_Failed;
+    }
+    return before;
+}
+
+DWORD ResumeThread(HANDLE thread) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return 0xFFFFFFFF;
+    }
+    NoSuspend const guard;
+    pinned->lock.lock();
+    unsigned int const before = pinned->stopCount;
+    if (before != 0 && --pinned->stopCount == 0)
+    {
+        ask(*pinned, 0);
+    }
+    pinned->lock.unlock();
+    return before;
+}
+
+BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
+{
+    PinnedThread pinned(thread);
+    if (!pinned)
+    {
+        return FALSE;
+    }
+    installHandler();
+    ThreadRecord& record = *pinned;
+    record.lock.lock();
+    if (record.isEnded)
+    {
+        record.lock.unlock();
+        return fail(ERROR_ACCESS_DENIED);
+    }
+    record.isEnded = true;
+    record.endCode = exitCode;
+    record.lock.unlock();
+    if (isOwn(record))
+    {
+        {
+            NoSuspend const guard;
+            pinned.release(); // this frame is not left in the ordinary way
+            finish(record);
+        }
+        die(record);
+    }
+    // The thread may be inside the C library, and hold the allocator's lock: it is asked until it is elsewhere.
+    ask(record, c_Dying);
+    for (int attempt = 0; record.gone.load(std::memory_order_acquire) == 0; ++attempt)
+    {
+        if (attempt == c_PoliteTries)
+        {
+            ask(record, c_Dying | c_Forced);
+        }
+        if (!sendStop(record))
+        {
+            break; // it has ended meanwhile
+        }
+        awaitValue(record.gone, 1, deadlineIn(0, c_PoliteNs));
+    }
+    // Not joined: its stack would be used again, with what it had stored under other libraries' thread-specific keys.
+    while (syscall(SYS_tgkill, getpid(), record.id.load(std::memory_order_relaxed), 0) == 0)
+    {
+        sched_yield();
+    }
+    NoSuspend const guard;
+    finish(record);
+    return TRUE;
+}
+
+BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return FALSE;
+    }
+    if (exitCode == nullptr)
+    {
+        return fail(ERROR_NOACCESS);
+    }
+    *exitCode = pinned->exitCode.load(std::memory_order_acquire);
+    return TRUE;
+}
+
+DWORD GetThreadId(HANDLE thread) noexcept
+{
+    PinnedThread const pinned(thread);
+    return pinned ? static_cast<DWORD>(pinned->id.load(std::memory_order_relaxed)) : 0;
+}
+
+HANDLE GetCurrentThread() noexcept
+{
+    return c_CurrentThread;
+}
+
+HANDLE OpenThread(DWORD access, BOOL, DWORD id) noexcept
+{
+    NoSuspend const guard;
+    pid_t const wanted = static_cast<pid_t>(id);
+    s_recordLock.lock();
+    ThreadRecord* record = id != 0 ? findRecord(wanted) : nullptr;
+    if (record != nullptr)
+    {
+        addReference(*record->object);
+    }
+    s_recordLock.unlock();
+    if (record != nullptr)
+    {
+        return openHandle(*record->object);
+    }
+    ThreadAccount account;
+    if (id == 0 || wanted <= 0 || !readAccount(wanted, account))
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (id == GetCurrentThreadId())
+    {
+        record = ownRecord();
+        if (record != nullptr)
+        {
+            addReference(*record->object);
+        }
+    }
+    else if ((access & SYNCHRONIZE) != 0)
+    {
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return nullptr;
+    }
+    else
+    {
+        record = makeRecord();
+        if (record != nullptr)
+        {
+            record->id.store(wanted, std::memory_order_relaxed);
+            s_recordLock.lock();
+            insertRecord(*record);
+            s_recordLock.unlock();
+        }
+    }
+    if (record == nullptr)
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return openHandle(*record->object);
+}
+
+BOOL SetThreadPriority(HANDLE thread, int priority) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return FALSE;
+    }
+    if (!isPriority(priority))
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    pinned->priority.store(priority, std::memory_order_relaxed);
+    if (facts().canRestoreNice && pinned->exitCode.load(std::memory_order_relaxed) == STILL_ACTIVE)
+    {
+        int const nice = std::clamp(facts().baseNice + niceOf(priority), -20, 19);
+        setpriority(PRIO_PROCESS, static_cast<id_t>(pinned->id.load(std::memory_order_relaxed)), nice);
+    }
+    return TRUE;
+}
+
+int GetThreadPriority(HANDLE thread) noexcept
+{
+    PinnedThread const pinned(thread);
+    return pinned ? pinned->priority.load(std::memory_order_relaxed) : THREAD_PRIORITY_ERROR_RETURN;
+}
+
+DWORD_PTR SetThreadAffinityMask(HANDLE thread, DWORD_PTR mask) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return 0;
+    }
+    if (mask == 0 || (mask & ~facts().mask) != 0)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    for (unsigned int i = 0; i < MAXIMUM_PROCESSORS; ++i)
+    {
+        if ((mask >> i & 1) != 0)
+        {
+            CPU_SET(i, &processors);
+        }
+    }
+    if (sched_setaffinity(pinned->id.load(std::memory_order_relaxed), sizeof processors, &processors) != 0)
+    {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return 0;
+    }
+    return pinned->affinity.exchange(mask, std::memory_order_relaxed);
+}
+
+BOOL GetProcessAffinityMask(HANDLE process, DWORD_PTR* processMask, DWORD_PTR* systemMask) noexcept
+{
+    if (process != GetCurrentProcess())
+    {
+        return fail(ERROR_INVALID_HANDLE);
+    }
+    if (processMask == nullptr || systemMask == nullptr)
+    {
+        return fail(ERROR_NOACCESS);
+    }
+    *processMask = facts().mask;
+    *systemMask = facts().online;
+    return TRUE;
+}
+
+DWORD SetThreadIdealProcessor(HANDLE thread, DWORD processor) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return 0xFFFFFFFF;
+    }
+    if (processor == MAXIMUM_PROCESSORS)
+    {
+        return pinned->idealProcessor.load(std::memory_order_relaxed);
+    }
+    if (processor > MAXIMUM_PROCESSORS || (facts().online >> processor & 1) == 0)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0xFFFFFFFF;
+    }
+    return pinned->idealProcessor.exchange(processor, std::memory_order_relaxed);
+}
+
+BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME* kernel, FILETIME* user) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return FALSE;
+    }
+    if (creation == nullptr || exit == nullptr || kernel == nullptr || user == nullptr)
+    {
+        return fail(ERROR_NOACCESS);
+    }
+    ThreadRecord& record = *pinned;
+    ThreadAccount account;
+    pid_t const id = record.id.load(std::memory_order_relaxed);
+    unsigned __int64 const exitTime = record.exitTime.load(std::memory_order_acquire);
+    if (exitTime != 0)
+    {
+        account.kernel = record.kernelTime.load(std::memory_order_relaxed);
+        account.user = record.userTime.load(std::memory_order_relaxed);
+    }
+    else if (!readAccount(id, account))
+    {
+        return fail(ERROR_INVALID_HANDLE);
+    }
+    unsigned __int64 created = record.creationTime.load(std::memory_order_relaxed);
+    if (created == 0)
+    {
+        created = static_cast<unsigned __int64>(facts().bootTime) + account.start;
+        // Threads of one step tie; the process's first thread is the earliest of them.
+        created -= id == getpid() ? 1u : 0u;
+        record.creationTime.store(created, std::memory_order_relaxed);
+    }
+    *creation = toFileTime(created);
+    *exit = toFileTime(exitTime);
+    *kernel = toFileTime(account.kernel);
+    *user = toFileTime(account.user);
+    return TRUE;
+}
+
+HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
+{
+    if (flags != TH32CS_SNAPTHREAD)
+    {
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return INVALID_HANDLE_VALUE;
+    }
+    try
+    {
+        auto record = std::make_unique<SnapshotRecord>();
+        DIR* const tasks = opendir("/proc/self/task");
+        if (tasks == nullptr)
+        {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return INVALID_HANDLE_VALUE;
+        }
+        std::unique_ptr<DIR, int (*)(DIR*)> const owner(tasks, closedir);
+        while (dirent const* const entry = readdir(tasks))
+        {
+            long const id = std::strtol(entry->d_name, nullptr, 10);
+            if (id > 0)
+            {
+                record->ids.push_back(static_cast<DWORD>(id));
+            }
+        }
+        NoSuspend const guard;
+        KernelObject* const object = createObject(Kind::Snapshot, 0);
+        if (object != nullptr)
+        {
+            object->snapshot = record.release();
+            HANDLE const handle = openHandle(*object);
+            return handle != nullptr ? handle : INVALID_HANDLE_VALUE;
+        }
+    }
+    catch (std::bad_alloc const&)
+    {
+        // Told below.
+    }
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return INVALID_HANDLE_VALUE;
+}
+
+namespace
+{
+BOOL readSnapshot(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
+{
+    if (entry == nullptr || entry->dwSize < sizeof(THREADENTRY32))
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    NoSuspend const guard;
+    ObjectRef const ref = findObject(snapshot);
+    if (!ref)
+    {
+        return fail(ERROR_INVALID_HANDLE);
+    }
+    Locked held(ref);
+    if (!held.isHeld() || Word::kind(held.word) != Kind::Snapshot)
+    {
+        return fail(ERROR_INVALID_HANDLE);
+    }
+    SnapshotRecord& record = *held.object().snapshot;
+    if (isFirst)
+    {
+        record.position = 0;
+    }
+    if (record.position == record.ids.size())
+    {
+        return fail(ERROR_NO_MORE_FILES);
+    }
+    *entry = {};
+    entry->dwSize = sizeof(THREADENTRY32);
+    entry->th32ThreadID = record.ids[record.position++];
+    entry->th32OwnerProcessID = GetCurrentProcessId();
+    entry->tpBasePri = 8;
+    return TRUE;
+}
+} // namespace
+
+BOOL Thread32First(HANDLE snapshot, THREADENTRY32* entry) noexcept
+{
+    return readSnapshot(snapshot, entry, true);
+}
+
+BOOL Thread32Next(HANDLE snapshot, THREADENTRY32* entry) noexcept
+{
+    return readSnapshot(snapshot, entry, false);
+}
+
+void GetSystemInfo(SYSTEM_INFO* information) noexcept
+{
+    constexpr WORD c_ArchitectureX64 = 9;
+    constexpr DWORD c_TypeX64 = 8664;
+    *information = {};
+    information->wProcessorArchitecture = c_ArchitectureX64;
+    information->dwPageSize = static_cast<DWORD>(sysconf(_SC_PAGESIZE));
+    information->dwActiveProcessorMask = facts().online;
+    information->dwNumberOfProcessors = facts().processorCount;
+    information->dwProcessorType = c_TypeX64;
+    information->dwAllocationGranularity = information->dwPageSize;
+}
+
+void GetNativeSystemInfo(SYSTEM_INFO* information) noexcept
+{
+    GetSystemInfo(information);
+}
+
+BOOL IsWow64Process(HANDLE process, BOOL* isWow64) noexcept
+{
+    if (process != GetCurrentProcess())
+    {
+        return fail(ERROR_INVALID_HANDLE);
+    }
+    if (isWow64 == nullptr)
+    {
+        return fail(ERROR_NOACCESS);
+    }
+    *isWow64 = FALSE;
+    return TRUE;
+}
+
+void Sleep(DWORD milliseconds) noexcept
+{
+    if (milliseconds == 0)
+    {
+        sched_yield();
+        return;
+    }
+    timespec const deadline = deadlineIn(milliseconds);
+    do
+    {
+        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR)
+        {
+        }
+    } while (milliseconds == INFINITE);
+}
+
+BOOL SwitchToThread() noexcept
+{
+    sched_yield();
+    return TRUE;
+}

@@ -1,0 +1,492 @@
+// Waiting for one object, for one of several, for all of several.
+
+#include "deadline.h"
+#include "kernelobject.h"
+#include "nosuspend.h"
+
+using namespace posix;
+
+namespace
+{
+enum class Taking
+{
+    Taken,
+    TakenAbandoned,
+    NotSignalled,
+    Gone
+};
+
+// Takes an object that is signalled, without waiting. Compare-and-swap alone while nobody holds the lock bit.
+Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
+{
+    std::uint64_t word = ref.object->word.load(std::memory_order_acquire);
+    while ((word & Word::c_Locked) == 0)
+    {
+        if ((word & Word::c_GenerationMask) != ref.generation)
+        {
+            return Taking::Gone;
+        }
+        if (!isSignalled(word, threadId))
+        {
+            return Taking::NotSignalled;
+        }
+        std::atomic<std::uint32_t>& recursion = ref.object->recursion;
+        if (Word::kind(word) == Kind::Mutex && Word::value(word) == threadId)
+        {
+            recursion.store(recursion.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+            return Taking::Taken;
+        }
+        std::uint64_t const taken = takenWord(word, threadId);
+        if (taken == word)
+        {
+            return Taking::Taken; // a manual-reset event or a thread: taking changes nothing
+        }
+        if (ref.object->word.compare_exchange_weak(word, taken, std::memory_order_acq_rel, std::memory_order_acquire))
+        {
+            if (Word::kind(word) == Kind::Mutex)
+            {
+                recursion.store(1, std::memory_order_relaxed);
+                parking().hasOwnedMutex.store(true, std::memory_order_relaxed);
+            }
+            return isAbandoned(word) ? Taking::TakenAbandoned : Taking::Taken;
+        }
+    }
+    Parking& own = parking();
+    NoSuspend const guard;
+    Locked held(ref);
+    if (!held.isHeld())
+    {
+        return Taking::Gone;
+    }
+    if (!isSignalled(held.word, threadId))
+    {
+        return Taking::NotSignalled;
+    }
+    Taking const taking = isAbandoned(held.word) ? Taking::TakenAbandoned : Taking::Taken;
+    take(held, own);
+    return taking;
+}
+
+// ---- sleeping
+
+constexpr std::uint32_t c_MaximumSpin = 400; // pauses; some microseconds, about what a sleep across processors costs
+constexpr std::uint32_t c_ProbeSpin = 50;
+constexpr std::uint32_t c_ProbeEvery = 64;
+
+bool isDecided(WaitOperation const& operation) noexcept
+{
+    return operation.state.load(std::memory_order_acquire) != WaitOperation::c_Waiting;
+}
+
+// Looks at the wait for a while before the thread sleeps. How long adapts to what it brought lately: on one processor,
+// or with slow partners, that is soon nothing, but for a probe now and then.
+bool spinUntilDecided(WaitOperation const& operation, Parking& own) noexcept
+{
+    if (own.spinBudget == 0)
+    {
+        if (++own.probe % c_ProbeEvery != 0)
+        {
+            return false;
+        }
+        own.spinBudget = c_ProbeSpin;
+    }
+    for (std::uint32_t i = 0; i < own.spinBudget; ++i)
+    {
+        if (isDecided(operation))
+        {
+            own.spinBudget = own.spinBudget * 2 < c_MaximumSpin ? own.spinBudget * 2 : c_MaximumSpin;
+            return true;
+        }
+        spinPause();
+    }
+    own.spinBudget /= 2;
+    return false;
+}
+
+// Returns once the wait is decided, by a signaller or by its time.
+void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) noexcept
+{
+    Deadline const deadline(timeoutMs);
+    if (spinUntilDecided(operation, own))
+    {
+        return;
+    }
+    while (!isDecided(operation))
+    {
+        std::uint32_t awake = 0;
+        if (!own.token.compare_exchange_strong(awake, 1, std::memory_order_acq_rel, std::memory_order_acquire))
+        {
+            // Woken before it slept, by this wait's signaller or by a late one of an earlier wait: look again.
+            own.token.store(0, std::memory_order_release);
+            continue;
+        }
+        bool const isInTime = futexWait(addressOf(own.token), 1, deadline.get());
+        own.token.store(0, std::memory_order_release);
+        std::uint32_t waiting = WaitOperation::c_Waiting;
+        if (!isInTime && operation.state.compare_exchange_strong(waiting, WaitOperation::c_TimedOut,
+                                                                 std::memory_order_acq_rel, std::memory_order_acquire))
+        {
+            return;
+        }
+    }
+}
+
+// ---- blocking
+
+// Takes a wait's nodes and references back. Each lock bit is passed once, so nobody is left who still looks at the wait.
+void withdraw(WaitOperation const& operation) noexcept
+{
+    NoSuspend const guard;
+    operation.parking->operation = nullptr;
+    for (std::uint32_t i = 0; i < operation.count; ++i)
+    {
+        Locked held(*operation.objects[i]);
+        if (operation.nodes[i].isLinked)
+        {
+            unlink(held, operation.nodes[i]);
+        }
+        releaseReference(held);
+    }
+}
+
+DWORD failWait(DWORD error) noexcept
+{
+    SetLastError(error);
+    return WAIT_FAILED;
+}
+
+struct WaitFrame
+{
+    explicit WaitFrame(Parking& own, WaitOperation::Aim aim, std::uint32_t count) noexcept
+    {
+        operation.aim = aim;
+        operation.count = count;
+        operation.parking = &own;
+        operation.objects = objects;
+        operation.nodes = nodes;
+    }
+
+    void set(std::uint32_t index, KernelObject& object) noexcept
+    {
+        objects[index] = &object;
+        nodes[index].operation = &operation;
+        nodes[index].index = index;
+        nodes[index].isLinked = false;
+    }
+
+    WaitOperation operation;
+    KernelObject* objects[MAXIMUM_WAIT_OBJECTS];
+    WaitNode nodes[MAXIMUM_WAIT_OBJECTS];
+};
+
+// Queues up at every object, unless one of them is signalled by now.
+DWORD blockForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs, WaitFrame& frame) noexcept
+{
+    Parking& own = *frame.operation.parking;
+    std::uint32_t queued = 0;
+    bool isGone = false;
+    {
+        NoSuspend const guard;
+        for (; queued < count && !isGone && !isDecided(frame.operation); ++queued)
+        {
+            Locked held(refs[queued]);
+            if (!held.isHeld())
+            {
+                isGone = true;
+                break;
+            }
+            frame.set(queued, held.object());
+            ++held.object().references;
+            if (!isSignalled(held.word, own.threadId))
+            {
+                link(held, frame.nodes[queued]);
+                continue;
+            }
+            std::uint32_t waiting = WaitOperation::c_Waiting;
+            std::uint32_t const result = queued | (isAbandoned(held.word) ? WAIT_ABANDONED_0 : 0);
+            if (frame.operation.state.compare_exchange_strong(waiting, result, std::memory_order_acq_rel,
+                                                              std::memory_order_acquire))
+            {
+                take(held, own);
+            }
+        }
+        if (isGone)
+        {
+            // A handle was closed while the wait began. What was signalled before counts.
+            std::uint32_t waiting = WaitOperation::c_Waiting;
+            frame.operation.state.compare_exchange_strong(waiting, WAIT_FAILED - 1, std::memory_order_acq_rel,
+                                                          std::memory_order_acquire);
+        }
+        frame.operation.count = queued;
+        own.operation = &frame.operation;
+    }
+    sleepUntilDecided(frame.operation, own, timeoutMs);
+    withdraw(frame.operation);
+    std::uint32_t const result = frame.operation.state.load(std::memory_order_relaxed);
+    return result == WAIT_FAILED - 1 ? failWait(ERROR_INVALID_HANDLE) : result;
+}
+
+DWORD waitForOne(ObjectRef const& ref, DWORD timeoutMs) noexcept
+{
+    switch (tryTake(ref, GetCurrentThreadId()))
+    {
+    case Taking::Taken:
+        return WAIT_OBJECT_0;
+    case Taking::TakenAbandoned:
+        return WAIT_ABANDONED_0;
+    case Taking::Gone:
+        return failWait(ERROR_INVALID_HANDLE);
+    case Taking::NotSignalled:
+        break;
+    }
+    if (timeoutMs == 0)
+    {
+        return WAIT_TIMEOUT;
+    }
+    WaitFrame frame(parking(), WaitOperation::Aim::Any, 1);
+    return blockForAny(&ref, 1, timeoutMs, frame);
+}
+
+DWORD waitForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs) noexcept
+{
+    std::uint32_t const threadId = GetCurrentThreadId();
+    for (std::uint32_t i = 0; i < count; ++i)
+    {
+        switch (tryTake(refs[i], threadId))
+        {
+        case Taking::Taken:
+            return WAIT_OBJECT_0 + i;
+        case Taking::TakenAbandoned:
+            return WAIT_ABANDONED_0 + i;
+        case Taking::Gone:
+            return failWait(ERROR_INVALID_HANDLE);
+        case Taking::NotSignalled:
+            break;
+        }
+    }
+    if (timeoutMs == 0)
+    {
+        return WAIT_TIMEOUT;
+    }
+    WaitFrame frame(parking(), WaitOperation::Aim::Any, count);
+    return blockForAny(refs, count, timeoutMs, frame);
+}
+
+// ---- all
+
+enum class AllOutcome
+{
+    Taken,
+    Queued,
+    NotSignalled,
+    Gone
+};
+
+// Locks the objects from `index` on. With all of them locked the outcome is known, and each is taken or queued at while
+// the locks are given back. The global lock is held.
+AllOutcome lockAll(ObjectRef const* refs, WaitFrame& frame, std::uint32_t index, bool isTakeable, bool isBlocking,
+                   std::uint32_t& result) noexcept
+{
+    if (index == frame.operation.count)
+    {
+        return isTakeable ? AllOutcome::Taken : isBlocking ? AllOutcome::Queued : AllOutcome::NotSignalled;
+    }
+    Parking& own = *frame.operation.parking;
+    Locked held(refs[index]);
+    if (!held.isHeld())
+    {
+        return AllOutcome::Gone;
+    }
+    bool const isMemberSignalled = isSignalled(held.word, own.threadId);
+    if (!isMemberSignalled && !isBlocking)
+    {
+        return AllOutcome::NotSignalled;
+    }
+    if (isAbandoned(held.word))
+    {
+        result = WAIT_ABANDONED_0;
+    }
+    AllOutcome const outcome = lockAll(refs, frame, index + 1, isTakeable && isMemberSignalled, isBlocking, result);
+    if (outcome == AllOutcome::Taken)
+    {
+        take(held, own);
+    }
+    else if (outcome == AllOutcome::Queued)
+    {
+        frame.set(index, held.object());
+        ++held.object().references;
+        link(held, frame.nodes[index]);
+    }
+    return outcome;
+}
+
+// Whether an object occurs twice. A small hash table finds the few that need a closer look.
+bool hasDoubles(ObjectRef const* refs, std::uint32_t count) noexcept
+{
+    constexpr std::uint32_t c_Buckets = 1024;
+    std::uint64_t used[c_Buckets / 64] = {};
+    for (std::uint32_t i = 0; i < count; ++i)
+    {
+        std::uint32_t const bucket = refs[i].object->poolIndex % c_Buckets;
+        std::uint64_t const bit = 1ull << (bucket % 64);
+        if ((used[bucket / 64] & bit) != 0)
+        {
+            for (std::uint32_t j = 0; j < i; ++j)
+            {
+                if (refs[j].object == refs[i].object)
+                {
+                    return true;
+                }
+            }
+        }
+        used[bucket / 64] |= bit;
+    }
+    return false;
+}
+
+bool areAllSignalled(ObjectRef const* refs, std::uint32_t count, std::uint32_t threadId) noexcept
+{
+    for (std::uint32_t i = 0; i < count; ++i)
+    {
+        if (!isSignalled(refs[i].object->word.load(std::memory_order_acquire), threadId))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+DWORD waitForAll(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs) noexcept
+{
+    if (hasDoubles(refs, count))
+    {
+        return failWait(ERROR_INVALID_PARAMETER);
+    }
+    if (timeoutMs == 0 && !areAllSignalled(refs, count, GetCurrentThreadId()))
+    {
+        return WAIT_TIMEOUT;
+    }
+    WaitFrame frame(parking(), WaitOperation::Aim::All, count);
+    std::uint32_t result = WAIT_OBJECT_0;
+    AllOutcome outcome = AllOutcome::Gone;
+    {
+        NoSuspend const guard;
+        globalLock().lock();
+        outcome = lockAll(refs, frame, 0, true, timeoutMs != 0, result);
+        globalLock().unlock();
+        if (outcome == AllOutcome::Queued)
+        {
+            frame.operation.parking->operation = &frame.operation;
+        }
+    }
+    switch (outcome)
+    {
+    case AllOutcome::Taken:
+        return result;
+    case AllOutcome::NotSignalled:
+        return WAIT_TIMEOUT;
+    case AllOutcome::Gone:
+        return failWait(ERROR_INVALID_HANDLE);
+    case AllOutcome::Queued:
+        break;
+    }
+    sleepUntilDecided(frame.operation, *frame.operation.parking, timeoutMs);
+    withdraw(frame.operation);
+    return frame.operation.state.load(std::memory_order_relaxed);
+}
+
+// ---- waits with named objects among them
+
+DWORD waitWithNamed(ObjectRef const* refs, std::uint32_t count, bool isAll, DWORD timeoutMs) noexcept
+{
+    KernelObject* objects[MAXIMUM_WAIT_OBJECTS];
+    std::uint32_t referenced = 0;
+    for (; referenced < count; ++referenced)
+    {
+        NoSuspend const guard;
+        Locked held(refs[referenced]);
+        if (!held.isHeld())
+        {
+            break;
+        }
+        ++held.object().references;
+        objects[referenced] = &held.object();
+    }
+    DWORD const result =
+        referenced == count ? waitNamed(objects, count, isAll, timeoutMs) : failWait(ERROR_INVALID_HANDLE);
+    DWORD const error = GetLastError();
+    NoSuspend const guard;
+    for (std::uint32_t i = 0; i < referenced; ++i)
+    {
+        releaseReference(*objects[i]);
+    }
+    SetLastError(error);
+    return result;
+}
+
+ObjectRef findWaitable(HANDLE handle) noexcept
+{
+    ObjectRef const ref = findObject(handle);
+    if (!ref)
+    {
+        return findPseudoHandle(handle);
+    }
+    bool const isWaitable = Word::kind(ref.object->word.load(std::memory_order_relaxed)) != Kind::Snapshot;
+    return isWaitable ? ref : ObjectRef();
+}
+
+bool isNamedObject(ObjectRef const& ref) noexcept
+{
+    return Word::kind(ref.object->word.load(std::memory_order_relaxed)) == Kind::Named;
+}
+} // namespace
+
+void posix::abortWait(WaitOperation& operation) noexcept
+{
+    std::uint32_t waiting = WaitOperation::c_Waiting;
+    operation.state.compare_exchange_strong(waiting, WaitOperation::c_TimedOut, std::memory_order_acq_rel,
+                                            std::memory_order_acquire);
+    withdraw(operation);
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD timeoutMs) noexcept
+{
+    ObjectRef const ref = findWaitable(handle);
+    if (!ref)
+    {
+        return failWait(ERROR_INVALID_HANDLE);
+    }
+    return isNamedObject(ref) ? waitWithNamed(&ref, 1, false, timeoutMs) : waitForOne(ref, timeoutMs);
+}
+
+DWORD WaitForMultipleObjects(DWORD count, HANDLE const* handles, BOOL waitAll, DWORD timeoutMs) noexcept
+{
+    if (count == 0 || count > MAXIMUM_WAIT_OBJECTS || handles == nullptr)
+    {
+        return failWait(ERROR_INVALID_PARAMETER);
+    }
+    ObjectRef refs[MAXIMUM_WAIT_OBJECTS];
+    bool isAnyNamed = false;
+    for (DWORD i = 0; i < count; ++i)
+    {
+        refs[i] = findWaitable(handles[i]);
+        if (!refs[i])
+        {
+            return failWait(ERROR_INVALID_HANDLE);
+        }
+        isAnyNamed = isAnyNamed || isNamedObject(refs[i]);
+    }
+    if (waitAll != FALSE && isAnyNamed && hasDoubles(refs, count))
+    {
+        return failWait(ERROR_INVALID_PARAMETER);
+    }
+    if (isAnyNamed)
+    {
+        return waitWithNamed(refs, count, waitAll != FALSE, timeoutMs);
+    }
+    if (count == 1)
+    {
+        return waitForOne(refs[0], timeoutMs);
+    }
+    return waitAll != FALSE ? waitForAll(refs, count, timeoutMs) : waitForAny(refs, count, timeoutMs);
+}
