@@ -12,6 +12,40 @@
 
 #include "platform/platform.h"
 
+namespace detail
+{
+/// Copies elements to where none of them lies. Bytes often come in the widths of numbers: these are single moves.
+template <class T>
+inline void copyElements(T const* from, unsigned int count, T* to)
+{
+    if constexpr (sizeof(T) == 1 && std::is_trivially_copyable_v<T>)
+    {
+        switch (count)
+        {
+        case 1:
+            std::memcpy(to, from, 1);
+            return;
+        case 2:
+            std::memcpy(to, from, 2);
+            return;
+        case 4:
+            std::memcpy(to, from, 4);
+            return;
+        case 8:
+            std::memcpy(to, from, 8);
+            return;
+        default:
+            std::memcpy(to, from, count);
+            return;
+        }
+    }
+    else
+    {
+        std::copy_n(from, count, to);
+    }
+}
+} // namespace detail
+
 /// A growing array of default-constructible elements in one block.
 ///
 /// Count and capacity are unsigned 32-bit numbers. An append to a full array grows it by the grow step or, where that
@@ -122,9 +156,14 @@ public:
     /// Moves the elements into a block of exactly `capacity` elements; those that do not fit are dropped.
     void SetCapacity(unsigned int capacity)
     {
-        if (capacity != m_capacity)
+        if (capacity == 0)
         {
-            T* const fresh = capacity != 0 ? new T[capacity] : nullptr;
+            adopt(nullptr, 0, 0);
+        }
+        else if (capacity != m_capacity)
+        {
+            // Not within the call: where that raises, g++ 12 destroys the new elements a second time.
+            T* const fresh = new T[capacity];
             adopt(fresh, capacity, std::min(m_count, capacity));
         }
     }
@@ -139,7 +178,15 @@ public:
         }
         if (count > m_count)
         {
-            std::fill(m_data + m_count, m_data + count, T());
+            if constexpr (std::is_trivially_copyable_v<T>)
+            {
+                std::fill(m_data + m_count, m_data + count, T());
+            }
+            else
+            {
+                // A value of its own for each: copies may share what they stand for.
+                std::generate(m_data + m_count, m_data + count, [] { return T(); });
+            }
         }
         setUsed(count);
     }
@@ -149,14 +196,10 @@ public:
     {
         if (m_count == m_capacity)
         {
-            T copy(element);
-            SetCapacity(grownCapacity(1));
-            m_data[m_count] = std::move(copy);
+            appendToFresh(std::addressof(element), 1);
+            return;
         }
-        else
-        {
-            m_data[m_count] = element;
-        }
+        m_data[m_count] = element;
         setUsed(m_count + 1);
     }
 
@@ -164,14 +207,16 @@ public:
     {
         if (m_count == m_capacity)
         {
-            T moved(std::move(element));
-            SetCapacity(grownCapacity(1));
-            m_data[m_count] = std::move(moved);
+            unsigned int const capacity = grownCapacity(1);
+            unsigned int const kept = m_count;
+            std::unique_ptr<T[]> fresh(new T[capacity]);
+            // Not before there is memory, and before the others move: it may be one of them.
+            fresh[kept] = std::move(element);
+            adopt(fresh.release(), capacity, kept);
+            setUsed(kept + 1);
+            return;
         }
-        else
-        {
-            m_data[m_count] = std::move(element);
-        }
+        m_data[m_count] = std::move(element);
         setUsed(m_count + 1);
     }
 
@@ -179,23 +224,28 @@ public:
     /// one by one, but the block is exchanged once at most.
     void Append(T const* elements, unsigned int count)
     {
-        if (count == 0)
+        if (count > m_capacity - m_count) [[unlikely]]
         {
-            return;
+            appendToFresh(elements, count);
         }
-        if (count > m_capacity - m_count)
+        else if (count != 0)
         {
-            unsigned int const capacity = grownCapacity(count);
-            std::unique_ptr<T[]> fresh(new T[capacity]);
-            // The new elements first: they may lie in the block that is given up.
-            std::copy_n(elements, count, fresh.get() + m_count);
-            unsigned int const kept = m_count;
-            adopt(fresh.release(), capacity, kept);
+            detail::copyElements(elements, count, m_data + m_count);
+            m_count += count;
+            m_end = m_data + m_count;
         }
-        else
-        {
-            std::copy_n(elements, count, m_data + m_count);
-        }
+    }
+
+    /// The first of the elements that the capacity has beyond the count, for up to `GetCapacity() - GetCount()` of them
+    /// to be written in place and taken in by UseSpare. Null where the capacity is 0.
+    T* GetSpare() noexcept
+    {
+        return m_data + m_count;
+    }
+
+    /// Takes in the first `count` spare elements as they are. There must be so many.
+    void UseSpare(unsigned int count) noexcept
+    {
         setUsed(m_count + count);
     }
 
@@ -266,6 +316,18 @@ private:
             }
         }
         return static_cast<unsigned int>(std::min(capacity, c_Maximum));
+    }
+
+    // The appended elements go to a larger block first: they may lie in the one that is given up. Kept out of Append, so
+    // that an append that fits is short.
+    [[gnu::noinline]] void appendToFresh(T const* elements, unsigned int count)
+    {
+        unsigned int const capacity = grownCapacity(count);
+        unsigned int const kept = m_count;
+        std::unique_ptr<T[]> fresh(new T[capacity]);
+        std::copy_n(elements, count, fresh.get() + kept);
+        adopt(fresh.release(), capacity, kept);
+        setUsed(kept + count);
     }
 
     // Moves the first `kept` elements into `fresh` and lets that be the block. Takes `fresh` over also where it raises.

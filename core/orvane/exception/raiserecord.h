@@ -20,6 +20,10 @@ struct ORVANE_API SRaiseRecord
     /// Stores the raise site and the calling thread's id. A null text is stored as an empty one.
     SRaiseRecord(char const* raiseFile, unsigned int raiseLine, char const* raiseFunction);
 
+    /// Moves copy too: an exception that was moved from can still be reported.
+    SRaiseRecord(SRaiseRecord const&) = default;
+    SRaiseRecord& operator=(SRaiseRecord const&) = default;
+
     /// Writes the kind's one line. The logger decides by its level; it is not asked first.
     void Log(Logging::CLogger const& logger, wchar_t const* text) const;
 

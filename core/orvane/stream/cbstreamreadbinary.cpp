@@ -8,19 +8,12 @@
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/exception/raisesite.h"
 #include "orvane/object/iserializable.h"
+#include "orvane/stream/textlength.h"
 #include "orvane/text/utf16.h"
 
 namespace
 {
 constexpr char const* c_SourceFile = "cbstreamreadbinary";
-
-constexpr unsigned char c_WideMarkerByte = 0xFF;
-constexpr unsigned short c_WideMarker = 0xFFFE;
-
-// A value of all ones announces the next wider form of a length.
-constexpr unsigned char c_NextForm8 = 0xFF;
-constexpr unsigned short c_NextForm16 = 0xFFFF;
-constexpr unsigned int c_NextForm32 = 0xFFFFFFFF;
 
 constexpr unsigned __int64 c_SmallText = 512;         // units that are read on the stack
 constexpr unsigned __int64 c_FirstStep = 1024 * 1024; // bytes of a text body that are taken on its length's word
@@ -247,30 +240,30 @@ unsigned __int64 CbStreamReadBinary::readStringLengthW()
     unsigned char markerByte = 0;
     *this >> markerByte;
     unsigned short marker = 0;
-    if (markerByte == c_WideMarkerByte)
+    if (markerByte == TextLength::c_WideMarkerByte)
     {
         *this >> marker;
     }
-    if (marker != c_WideMarker)
+    if (marker != TextLength::c_WideMarker)
     {
         throw CbExceptionStream(CB_SITE("CbStreamReadBinary::readStringLengthW"));
     }
 
     unsigned char length8 = 0;
     *this >> length8;
-    if (length8 != c_NextForm8)
+    if (length8 != TextLength::c_NextForm8)
     {
         return length8;
     }
     unsigned short length16 = 0;
     *this >> length16;
-    if (length16 != c_NextForm16)
+    if (length16 != TextLength::c_NextForm16)
     {
         return length16;
     }
     unsigned int length32 = 0;
     *this >> length32;
-    if (length32 != c_NextForm32)
+    if (length32 != TextLength::c_NextForm32)
     {
         return length32;
     }

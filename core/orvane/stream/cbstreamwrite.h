@@ -21,6 +21,24 @@ public:
     CbStreamWrite& operator<<(std::wstring const& value) override;
     CbStreamWrite& operator<<(std::string const& value) override;
 
+    // Left to the encoding. Declared again so that formatted text can follow any value in a chain of calls.
+    CbStreamWrite& operator<<(wchar_t const* value) override = 0;
+    CbStreamWrite& operator<<(char const* value) override = 0;
+    CbStreamWrite& operator<<(long value) override = 0;
+    CbStreamWrite& operator<<(unsigned long value) override = 0;
+    CbStreamWrite& operator<<(char value) override = 0;
+    CbStreamWrite& operator<<(double value) override = 0;
+    CbStreamWrite& operator<<(float value) override = 0;
+    CbStreamWrite& operator<<(__int64 value) override = 0;
+    CbStreamWrite& operator<<(unsigned __int64 value) override = 0;
+    CbStreamWrite& operator<<(int value) override = 0;
+    CbStreamWrite& operator<<(unsigned int value) override = 0;
+    CbStreamWrite& operator<<(short value) override = 0;
+    CbStreamWrite& operator<<(unsigned short value) override = 0;
+    CbStreamWrite& operator<<(signed char value) override = 0;
+    CbStreamWrite& operator<<(unsigned char value) override = 0;
+    CbStreamWrite& operator<<(bool value) override = 0;
+
     void WriteVersion(unsigned int version) override;
 
     /// Writes the formatted text as its string type is written.

@@ -11,6 +11,7 @@
 #include "orvane/exception/raisesite.h"
 #include "orvane/object/iserializable.h"
 #include "orvane/stream/cbstreamwritebinarybytecount.h"
+#include "orvane/stream/textlength.h"
 #include "orvane/text/utf16.h"
 
 static_assert(std::endian::native == std::endian::little, "values are written as they lie in memory");
@@ -19,15 +20,6 @@ static_assert(sizeof(int) == 4 && sizeof(short) == 2 && sizeof(float) == 4 && si
 namespace
 {
 constexpr char const* c_SourceFile = "cbstreamwritebinary";
-
-constexpr unsigned char c_WideMarkerByte = 0xFF;
-constexpr unsigned short c_WideMarker = 0xFFFE;
-
-// The largest length that each form takes, plus one; the value itself announces the next form. The writer leaves the
-// 16-bit form one value early (FFFE would do): readers of both kinds of streams rely on the bytes.
-constexpr unsigned __int64 c_Form8End = 0xFF;
-constexpr unsigned __int64 c_Form16End = 0xFFFE;
-constexpr unsigned __int64 c_Form32End = 0xFFFFFFFF;
 
 // Wide text up to this length is encoded on the stack.
 constexpr std::size_t c_SmallText = 512;
@@ -190,25 +182,25 @@ void CbStreamWriteBinary::writeStringLengthA(unsigned __int64 length)
 
 void CbStreamWriteBinary::writeStringLengthW(unsigned __int64 length)
 {
-    *this << c_WideMarkerByte;
-    *this << c_WideMarker;
-    if (length < c_Form8End)
+    *this << TextLength::c_WideMarkerByte;
+    *this << TextLength::c_WideMarker;
+    if (length < TextLength::c_Form8End)
     {
         *this << static_cast<unsigned char>(length);
         return;
     }
-    *this << static_cast<unsigned char>(0xFF);
-    if (length < c_Form16End)
+    *this << TextLength::c_NextForm8;
+    if (length < TextLength::c_Form16End)
     {
         *this << static_cast<unsigned short>(length);
         return;
     }
-    *this << static_cast<unsigned short>(0xFFFF);
-    if (length < c_Form32End)
+    *this << TextLength::c_NextForm16;
+    if (length < TextLength::c_Form32End)
     {
         *this << static_cast<unsigned int>(length);
         return;
     }
-    *this << static_cast<unsigned int>(0xFFFFFFFF);
+    *this << TextLength::c_NextForm32;
     *this << length;
 }

@@ -30,6 +30,30 @@ public:
 
     ~CbStreamWriteBinaryBuffer() override;
 
+    using CbStreamWriteBinary::operator<<;
+
+    // The operations of the encoding, done in place. A class derived from this one sees every value in its `write`.
+    CbStreamWriteBinary& operator<<(CStringW const& value) override;
+    CbStreamWriteBinary& operator<<(CStringA const& value) override;
+    CbStreamWriteBinary& operator<<(std::wstring const& value) override;
+    CbStreamWriteBinary& operator<<(std::string const& value) override;
+    CbStreamWriteBinary& operator<<(wchar_t const* value) override;
+    CbStreamWriteBinary& operator<<(char const* value) override;
+    CbStreamWriteBinary& operator<<(long value) override;
+    CbStreamWriteBinary& operator<<(unsigned long value) override;
+    CbStreamWriteBinary& operator<<(char value) override;
+    CbStreamWriteBinary& operator<<(double value) override;
+    CbStreamWriteBinary& operator<<(float value) override;
+    CbStreamWriteBinary& operator<<(__int64 value) override;
+    CbStreamWriteBinary& operator<<(unsigned __int64 value) override;
+    CbStreamWriteBinary& operator<<(int value) override;
+    CbStreamWriteBinary& operator<<(unsigned int value) override;
+    CbStreamWriteBinary& operator<<(short value) override;
+    CbStreamWriteBinary& operator<<(unsigned short value) override;
+    CbStreamWriteBinary& operator<<(signed char value) override;
+    CbStreamWriteBinary& operator<<(unsigned char value) override;
+    CbStreamWriteBinary& operator<<(bool value) override;
+
     /// The number of bytes written so far.
     unsigned __int64 GetCount() const;
 
@@ -47,6 +71,9 @@ protected:
     CbStreamWriteBinaryBuffer& write(void const* data, unsigned __int64 size) override;
 
 private:
+    template <class T>
+    CbStreamWriteBinary& put(T value);
+
     CbArray<unsigned char> m_array;
 };
 

@@ -20,11 +20,20 @@ namespace Utf16
 ORVANE_API std::size_t CountUnits(wchar_t const* text, std::size_t length);
 
 /// Writes the units of `length` characters to `units`, which has room for CountUnits of them (twice `length` is always
-/// enough), and returns their number.
-ORVANE_API std::size_t Encode(wchar_t const* text, std::size_t length, char16_t* units);
+/// enough), and returns their number. `units` may lie at an odd address.
+ORVANE_API std::size_t Encode(wchar_t const* text, std::size_t length, void* units);
+
+/// The same up to the first NUL, which is not written. What lies behind the units that are returned, up to twice
+/// `length`, is undefined.
+ORVANE_API std::size_t EncodeToNul(wchar_t const* text, std::size_t length, void* units);
 
 /// Writes the characters of `length` units to `text`, which has room for `length` of them, and returns their number.
-ORVANE_API std::size_t Decode(char16_t const* units, std::size_t length, wchar_t* text);
+/// `units` may lie at an odd address.
+ORVANE_API std::size_t Decode(void const* units, std::size_t length, wchar_t* text);
+
+/// The same up to the first NUL, which is not written. What lies behind the characters that are returned, up to
+/// `length`, is undefined.
+ORVANE_API std::size_t DecodeToNul(void const* units, std::size_t length, wchar_t* text);
 } // namespace Utf16
 
 #endif // ORVANE_TEXT_UTF16_H
