@@ -1,0 +1,41 @@
+// The console's report, and at its end one table of rows with a column for each library.
+
+#ifndef ORVANE_BENCH_SUPPORT_ROWREPORTER_H
+#define ORVANE_BENCH_SUPPORT_ROWREPORTER_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+/// Reports as the console reporter does and closes with a Markdown table: the medians in nanoseconds and, in brackets,
+/// orvane's time divided by the library's. Below 1 orvane is ahead.
+/// A single run without repetitions counts as its own median. Rows of one thread show processor time, which other
+/// processes disturb less; rows of several threads show real time.
+class CRowReporter : public benchmark::ConsoleReporter
+{
+public:
+    CRowReporter();
+
+    void ReportRuns(const std::vector<Run>& runs) override;
+    void Finalize() override;
+
+    /// Whether a row reported an error.
+    bool HasFailed() const;
+
+private:
+    struct SRow
+    {
+        std::string name;
+        std::map<std::string, double> nanoseconds; // by library
+    };
+
+    SRow& row(const std::string& name);
+
+    std::vector<std::string> m_libraries; // in the order of their first row
+    std::vector<SRow> m_rows;
+    bool m_hasFailed = false;
+};
+
+#endif // ORVANE_BENCH_SUPPORT_ROWREPORTER_H

@@ -1,0 +1,51 @@
+// What the fuzz targets share.
+
+#ifndef ORVANE_FUZZ_FUZZING_H
+#define ORVANE_FUZZ_FUZZING_H
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "logging/sinks.h"
+#include "orvane/exception/cbexceptionstream.h"
+#include "orvane/exception/cbexceptionwrongfileversion.h"
+
+namespace Fuzzing
+{
+/// Damaged input raises all the time: nothing of it is logged.
+inline void SilenceLog()
+{
+    Logging::CLogger::SetDefaultLevel(Logging::eLevelOff);
+    Logging::CLogger::RemoveSink(Logging::GetDefaultSink());
+}
+
+/// Ends the run where something does not hold, and keeps the input.
+inline void Demand(bool holds, char const* what)
+{
+    if (!holds)
+    {
+        std::fprintf(stderr, "does not hold: %s\n", what);
+        std::abort();
+    }
+}
+
+/// Runs a reader. The documented exceptions of the streams pass as results; any other one ends the run.
+template <class TReader>
+void ReadDamaged(TReader reader)
+{
+    try
+    {
+        reader();
+    }
+    catch (CbExceptionStream const& raised)
+    {
+        Demand(raised.GetCodeLine() != 0, "a stream exception has its raise site");
+    }
+    catch (CbExceptionWrongFileVersion const& raised)
+    {
+        Demand(raised.GetCodeLine() != 0, "a version exception has its raise site");
+    }
+}
+} // namespace Fuzzing
+
+#endif // ORVANE_FUZZ_FUZZING_H

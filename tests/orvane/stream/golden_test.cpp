@@ -1,0 +1,301 @@
+// The bytes of the encoding, compared with files that were made without the library (tests/golden/stream/make.py), in
+// both directions and on every target.
+
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+#include "orvane/stream/cbarray_serializer.h"
+#include "orvane/stream/streamtesting.h"
+#include "orvane/stream/testclasses.h"
+
+namespace
+{
+Bytes goldenFile(std::string const& name)
+{
+    std::ifstream file(std::string(ORVANE_TEST_GOLDEN) + "/" + name, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << ORVANE_TEST_GOLDEN << "/" << name << " cannot be opened";
+    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+template <class C>
+std::basic_string<C> letters(std::size_t count)
+{
+    std::basic_string<C> text;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        text.push_back(static_cast<C>('a' + i % 26));
+    }
+    return text;
+}
+
+std::vector<std::string> narrowTexts()
+{
+    return {"", "a", "ab", "\xC4\x80\xFF", letters<char>(254), letters<char>(255)};
+}
+
+std::vector<std::wstring> wideTexts()
+{
+    return {L"",
+            L"a",
+            L"ab",
+            L"Gr\u00fc\u00dfe \u20ac\uffff",
+            L"\U0001F600",
+            L"a\U00010000b\U0010FFFFc",
+            letters<wchar_t>(15) + L"\U0001F600" + letters<wchar_t>(20),
+            letters<wchar_t>(254),
+            letters<wchar_t>(255)};
+}
+
+// The last one holds a pair as well.
+std::vector<std::wstring> textsWithLoneSurrogates()
+{
+    return {L"\xD800", L"\xD800x", L"x\xDC00", L"\xDC00\xD800", std::wstring(L"\xD83D") + L"\U0001F600" + L"\xDBFF"};
+}
+
+std::vector<std::wstring> textsOfAllLengthForms()
+{
+    std::vector<std::wstring> texts;
+    for (std::size_t const length : {0u, 1u, 254u, 255u, 65'533u, 65'534u, 65'535u, 70'000u})
+    {
+        texts.push_back(letters<wchar_t>(length));
+    }
+    return texts;
+}
+
+template <class TText>
+Bytes writtenOneByOne(std::vector<TText> const& texts)
+{
+    CbStreamWriteBinaryBuffer stream;
+    for (TText const& text : texts)
+    {
+        stream << text;
+    }
+    return bytesOf(stream);
+}
+
+template <class TText>
+std::vector<TText> readOneByOne(Bytes const& bytes)
+{
+    std::vector<TText> texts;
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    while (stream.GetBytesRead() < bytes.size())
+    {
+        texts.emplace_back();
+        stream >> texts.back();
+    }
+    return texts;
+}
+
+CGoldenEntry firstEntry()
+{
+    return CGoldenEntry(42, L"Gr\u00f6\u00dfe \U0001F600", "narrow");
+}
+
+void expectEntry(ISerializable const* object, CGoldenEntry const& expected)
+{
+    auto const* const entry = dynamic_cast<CGoldenEntry const*>(object);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->m_number, expected.m_number);
+    EXPECT_EQ(entry->m_title, expected.m_title);
+    EXPECT_EQ(entry->m_note, expected.m_note);
+}
+
+Bytes const c_ArrayElements{1, 2, 0, 4, 255};
+
+Bytes arrayFrom(std::string const& file)
+{
+    Bytes const bytes = goldenFile(file);
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    CbArray<unsigned char> array;
+    CbArray_Serializer::Serialize(stream, array);
+    EXPECT_EQ(stream.GetBytesRead(), bytes.size());
+    return bytesOf(array);
+}
+
+Bytes writtenArray(Bytes const& elements)
+{
+    CbArray<unsigned char> array;
+    array.Append(elements.data(), static_cast<unsigned int>(elements.size()));
+    CbStreamWriteBinaryBuffer stream;
+    CbArray_Serializer::Serialize(stream, array);
+    return bytesOf(stream);
+}
+} // namespace
+
+TEST(GoldenPrimitives, AreWrittenAsInTheFile)
+{
+    CbStreamWriteBinaryBuffer stream;
+
+    stream << -2l << 0xFFFFFFFEul << 'A' << 1.0 << -1.5f << static_cast<__int64>(-2)
+           << static_cast<unsigned __int64>(0x0123456789ABCDEF) << 1 << 0x89ABCDEFu << static_cast<short>(-2)
+           << static_cast<unsigned short>(0xABCD) << static_cast<signed char>(-128) << static_cast<unsigned char>(0xFE)
+           << true << false;
+
+    EXPECT_EQ(bytesOf(stream), goldenFile("primitives.bin"));
+}
+
+TEST(GoldenPrimitives, AreReadFromTheFile)
+{
+    Bytes const bytes = goldenFile("primitives.bin");
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    long aLong = 0;
+    unsigned long anUnsignedLong = 0;
+    char aChar = 0;
+    double aDouble = 0;
+    float aFloat = 0;
+    __int64 an64 = 0;
+    unsigned __int64 anUnsigned64 = 0;
+    int anInt = 0;
+    unsigned int anUnsignedInt = 0;
+    short aShort = 0;
+    unsigned short anUnsignedShort = 0;
+    signed char aSignedChar = 0;
+    unsigned char anUnsignedChar = 0;
+    bool first = false;
+    bool second = true;
+
+    stream >> aLong >> anUnsignedLong >> aChar >> aDouble >> aFloat >> an64 >> anUnsigned64 >> anInt >> anUnsignedInt >>
+        aShort >> anUnsignedShort >> aSignedChar >> anUnsignedChar >> first >> second;
+
+    EXPECT_EQ(aLong, -2);
+    EXPECT_EQ(anUnsignedLong, 0xFFFFFFFEul);
+    EXPECT_EQ(aChar, 'A');
+    EXPECT_EQ(aDouble, 1.0);
+    EXPECT_EQ(aFloat, -1.5f);
+    EXPECT_EQ(an64, -2);
+    EXPECT_EQ(anUnsigned64, 0x0123456789ABCDEF);
+    EXPECT_EQ(anInt, 1);
+    EXPECT_EQ(anUnsignedInt, 0x89ABCDEF);
+    EXPECT_EQ(aShort, -2);
+    EXPECT_EQ(anUnsignedShort, 0xABCD);
+    EXPECT_EQ(aSignedChar, -128);
+    EXPECT_EQ(anUnsignedChar, 0xFE);
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
+    EXPECT_EQ(stream.GetBytesRead(), bytes.size());
+}
+
+TEST(GoldenVersion, IsWrittenAsInTheFileAndRead)
+{
+    Bytes const bytes = goldenFile("version.bin");
+    CbStreamWriteBinaryBuffer writer;
+    CbStreamReadBinaryBuffer reader = readerOf(bytes);
+
+    writer.WriteVersion(7);
+
+    EXPECT_EQ(bytesOf(writer), bytes);
+    EXPECT_EQ(reader.ReadAndCompareVersion(7), 7);
+}
+
+TEST(GoldenNarrowText, IsWrittenAsInTheFile)
+{
+    EXPECT_EQ(writtenOneByOne(narrowTexts()), goldenFile("narrow_text.bin"));
+}
+
+TEST(GoldenNarrowText, IsReadFromTheFile)
+{
+    EXPECT_EQ(readOneByOne<std::string>(goldenFile("narrow_text.bin")), narrowTexts());
+}
+
+TEST(GoldenWideText, IsWrittenAsInTheFile)
+{
+    EXPECT_EQ(writtenOneByOne(wideTexts()), goldenFile("wide_text.bin"));
+}
+
+TEST(GoldenWideText, IsReadFromTheFile)
+{
+    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile("wide_text.bin")), wideTexts());
+}
+
+TEST(GoldenLoneSurrogates, AreWrittenAsInTheFile)
+{
+    EXPECT_EQ(writtenOneByOne(textsWithLoneSurrogates()), goldenFile("lone_surrogates.bin"));
+}
+
+TEST(GoldenLoneSurrogates, AreReadFromTheFile)
+{
+    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile("lone_surrogates.bin")), textsWithLoneSurrogates());
+}
+
+// Compared without a print-out of half a megabyte.
+TEST(GoldenWideLengths, AreWrittenAsInTheFile)
+{
+    EXPECT_TRUE(writtenOneByOne(textsOfAllLengthForms()) == goldenFile("wide_lengths.bin"));
+}
+
+TEST(GoldenWideLengths, AreReadFromTheFile)
+{
+    EXPECT_TRUE(readOneByOne<std::wstring>(goldenFile("wide_lengths.bin")) == textsOfAllLengthForms());
+}
+
+TEST(GoldenChunk, IsWrittenAsInTheFile)
+{
+    CbStreamWriteBinaryBuffer stream;
+
+    stream.WriteChunk(firstEntry());
+
+    EXPECT_EQ(bytesOf(stream), goldenFile("chunk.bin"));
+}
+
+TEST(GoldenChunk, IsReadFromTheFile)
+{
+    Bytes const bytes = goldenFile("chunk.bin");
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+
+    std::unique_ptr<ISerializable> const object(stream.ReadChunk());
+
+    expectEntry(object.get(), firstEntry());
+    EXPECT_EQ(stream.GetBytesRead(), bytes.size());
+}
+
+TEST(GoldenChunk, OfAnUnknownClassIsSkippedInTheFile)
+{
+    Bytes const bytes = goldenFile("unknown_chunk.bin");
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    unsigned int next = 0;
+
+    EXPECT_EQ(stream.ReadChunk(), nullptr);
+    stream >> next;
+
+    EXPECT_EQ(next, 0xCAFE0002);
+}
+
+TEST(GoldenNestedChunk, IsReadFromTheFile)
+{
+    Bytes const bytes = goldenFile("nested_chunk.bin");
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    unsigned int next = 0;
+
+    std::unique_ptr<ISerializable> const object(stream.ReadChunk());
+    stream >> next;
+
+    auto const* const top = dynamic_cast<CGoldenFolder const*>(object.get());
+    ASSERT_NE(top, nullptr);
+    EXPECT_EQ(top->m_title, L"top");
+    ASSERT_EQ(top->m_children.size(), 4);
+    expectEntry(top->m_children[0].get(), firstEntry());
+    auto const* const inner = dynamic_cast<CGoldenFolder const*>(top->m_children[1].get());
+    ASSERT_NE(inner, nullptr);
+    EXPECT_EQ(inner->m_title, L"inner");
+    ASSERT_EQ(inner->m_children.size(), 1);
+    expectEntry(inner->m_children[0].get(), CGoldenEntry(-1, L"", ""));
+    EXPECT_EQ(top->m_children[2], nullptr) << "nobody knows this class";
+    expectEntry(top->m_children[3].get(), CGoldenEntry(-1, L"", ""));
+    EXPECT_EQ(next, 0xCAFE0001);
+}
+
+TEST(GoldenArray, IsWrittenAsInTheFile)
+{
+    EXPECT_EQ(writtenArray(c_ArrayElements), goldenFile("array.bin"));
+    EXPECT_EQ(writtenArray({}), goldenFile("array_empty.bin"));
+}
+
+TEST(GoldenArray, IsReadFromTheFileOfEveryLayout)
+{
+    EXPECT_EQ(arrayFrom("array.bin"), c_ArrayElements);
+    EXPECT_EQ(arrayFrom("array_empty.bin"), Bytes());
+    EXPECT_EQ(arrayFrom("array_version0.bin"), c_ArrayElements);
+    EXPECT_EQ(arrayFrom("array_older.bin"), c_ArrayElements);
+}

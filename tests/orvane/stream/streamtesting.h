@@ -1,0 +1,167 @@
+// Byte blocks, and streams that show how they are used.
+
+#ifndef ORVANE_TESTS_STREAM_STREAMTESTING_H
+#define ORVANE_TESTS_STREAM_STREAMTESTING_H
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "orvane/stream/cbstreamreadbinary.h"
+#include "orvane/stream/cbstreamreadbinarybuffer.h"
+#include "orvane/stream/cbstreamwritebinary.h"
+#include "orvane/stream/cbstreamwritebinarybuffer.h"
+
+using Bytes = std::vector<unsigned char>;
+
+inline Bytes bytesOf(CbArray<unsigned char> const& array)
+{
+    return Bytes(array.begin(), array.end());
+}
+
+inline Bytes bytesOf(CbStreamWriteBinaryBuffer const& stream)
+{
+    return bytesOf(stream.GetArray());
+}
+
+/// The bytes of the blocks, one after the other.
+inline Bytes joined(std::initializer_list<Bytes> blocks)
+{
+    Bytes all;
+    for (Bytes const& block : blocks)
+    {
+        all.insert(all.end(), block.begin(), block.end());
+    }
+    return all;
+}
+
+/// The first bytes of a block.
+inline Bytes headOf(Bytes const& bytes, std::size_t count)
+{
+    return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())));
+}
+
+/// A number's low bytes, the lowest first, laid out by arithmetic.
+inline Bytes littleEndian(unsigned __int64 number, unsigned int width)
+{
+    Bytes bytes;
+    for (unsigned int i = 0; i < width; ++i)
+    {
+        bytes.push_back(static_cast<unsigned char>(number >> (8 * i)));
+    }
+    return bytes;
+}
+
+/// Narrow text as it is stored.
+inline Bytes narrowText(std::string const& text)
+{
+    return joined({littleEndian(text.size(), 4), Bytes(text.begin(), text.end())});
+}
+
+/// Wide text of less than 255 units as it is stored.
+inline Bytes wideText(std::u16string const& units)
+{
+    Bytes bytes{0xFF, 0xFE, 0xFF, static_cast<unsigned char>(units.size())};
+    for (char16_t const unit : units)
+    {
+        bytes.push_back(static_cast<unsigned char>(unit & 0xFF));
+        bytes.push_back(static_cast<unsigned char>(unit >> 8));
+    }
+    return bytes;
+}
+
+/// A reader over a block of bytes, which must outlive it.
+inline CbStreamReadBinaryBuffer readerOf(Bytes const& bytes)
+{
+    return CbStreamReadBinaryBuffer(bytes.data(), bytes.size());
+}
+
+CbStreamReadBinaryBuffer readerOf(Bytes&&) = delete;
+
+/// What a value is written as.
+template <class T>
+Bytes written(T const& value)
+{
+    CbStreamWriteBinaryBuffer stream;
+    stream << value;
+    return bytesOf(stream);
+}
+
+/// Keeps every call of `write` by itself.
+class CRecordingWriter : public CbStreamWriteBinary
+{
+public:
+    std::vector<Bytes> const& GetWrites() const
+    {
+        return m_writes;
+    }
+
+    std::vector<std::size_t> GetWidths() const
+    {
+        std::vector<std::size_t> widths;
+        for (Bytes const& bytes : m_writes)
+        {
+            widths.push_back(bytes.size());
+        }
+        return widths;
+    }
+
+    using CbStreamWriteBinary::writeStringLengthA;
+    using CbStreamWriteBinary::writeStringLengthW;
+
+protected:
+    CRecordingWriter& write(void const* data, unsigned __int64 size) override
+    {
+        auto const* const first = static_cast<unsigned char const*>(data);
+        m_writes.emplace_back(first, first + size);
+        return *this;
+    }
+
+private:
+    std::vector<Bytes> m_writes;
+};
+
+/// Delivers a block of bytes and keeps the size of every call of `read`.
+class CRecordingReader : public CbStreamReadBinary
+{
+public:
+    explicit CRecordingReader(Bytes bytes) : m_bytes(std::move(bytes))
+    {
+    }
+
+    std::vector<unsigned __int64> const& GetReads() const
+    {
+        return m_reads;
+    }
+
+    std::size_t GetPosition() const
+    {
+        return m_position;
+    }
+
+    using CbStreamReadBinary::readStringLengthA;
+    using CbStreamReadBinary::readStringLengthW;
+
+protected:
+    unsigned __int64 read(void* data, unsigned __int64 size) override
+    {
+        m_reads.push_back(size);
+        auto const delivered = static_cast<std::size_t>(std::min<unsigned __int64>(size, m_bytes.size() - m_position));
+        if (delivered != 0)
+        {
+            std::memcpy(data, m_bytes.data() + m_position, delivered);
+        }
+        m_position += delivered;
+        return delivered;
+    }
+
+private:
+    Bytes m_bytes;
+    std::size_t m_position = 0;
+    std::vector<unsigned __int64> m_reads;
+};
+
+#endif // ORVANE_TESTS_STREAM_STREAMTESTING_H
