@@ -44,8 +44,8 @@ TEST_F(CLoggerLine, CarriesTheLevelOfTheOperation)
     {
         levels.push_back(record.level);
     }
-    EXPECT_THAT(levels, ElementsAre(Logging::eLevelInfo, Logging::eLevelWarn, Logging::eLevelError,
-                                    Logging::eLevelError));
+    EXPECT_THAT(levels,
+                ElementsAre(Logging::eLevelInfo, Logging::eLevelWarn, Logging::eLevelError, Logging::eLevelError));
 }
 
 TEST_F(CLoggerLine, CarriesTheIdOfTheLoggingThread)
@@ -53,10 +53,13 @@ TEST_F(CLoggerLine, CarriesTheIdOfTheLoggingThread)
     const CLogger logger(L"Line.Thread");
     unsigned int otherId = 0;
     logger.Error("f", 1, "g", L"here");
-    std::jthread([&] {
-        otherId = GetCurrentThreadId();
-        logger.Error("f", 1, "g", L"there");
-    }).join();
+    std::jthread(
+        [&]
+        {
+            otherId = GetCurrentThreadId();
+            logger.Error("f", 1, "g", L"there");
+        })
+        .join();
 
     const auto records = m_recorder->GetRecords();
     ASSERT_EQ(records.size(), 2U);

@@ -44,7 +44,8 @@ protected:
         logger.Error("f", 1, "g", L"error format");
         logger.Error("f", 1, "g", CStringW(L"error text"));
         std::vector<std::wstring> lines;
-        const auto expect = [&](bool passes, const wchar_t* text) {
+        const auto expect = [&](bool passes, const wchar_t* text)
+        {
             if (passes)
             {
                 lines.push_back(text);

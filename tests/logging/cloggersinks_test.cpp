@@ -100,12 +100,14 @@ TEST_F(CLoggerSinks, AreKeptAliveByTheLogger)
 TEST_F(CLoggerSinks, MayLogFromInsideWrite)
 {
     int depth = 0;
-    const auto sink = Logging::MakeCallbackSink([&](const SRecord&) {
-        if (++depth == 1)
+    const auto sink = Logging::MakeCallbackSink(
+        [&](const SRecord&)
         {
-            log(L"inner");
-        }
-    });
+            if (++depth == 1)
+            {
+                log(L"inner");
+            }
+        });
     CLogger::AddSink(sink);
     log(L"outer");
     CLogger::RemoveSink(sink);
@@ -118,10 +120,12 @@ TEST_F(CLoggerSinks, MayAddAndRemoveSinksFromInsideWrite)
 {
     const auto added = std::make_shared<Logging::CRecorderSink>();
     std::shared_ptr<ISink> once;
-    once = Logging::MakeCallbackSink([&](const SRecord&) {
-        CLogger::RemoveSink(once);
-        CLogger::AddSink(added);
-    });
+    once = Logging::MakeCallbackSink(
+        [&](const SRecord&)
+        {
+            CLogger::RemoveSink(once);
+            CLogger::AddSink(added);
+        });
     CLogger::AddSink(once);
     log(L"first");
     log(L"second");
@@ -146,6 +150,7 @@ TEST_F(CLoggerSinks, MayLogFromTheirDestructors)
         {
         }
     };
+
     std::shared_ptr<ISink> sink = std::make_shared<SFarewell>();
     const std::weak_ptr<ISink> watched = sink;
     CLogger::AddSink(std::move(sink));
@@ -157,8 +162,8 @@ TEST_F(CLoggerSinks, MayLogFromTheirDestructors)
 
 TEST_F(CLoggerSinks, MaySetLevelsFromInsideWrite)
 {
-    const auto sink = Logging::MakeCallbackSink(
-        [](const SRecord&) { CLogger::SetLevel(L"Sinks.Silenced", Logging::eLevelOff); });
+    const auto sink =
+        Logging::MakeCallbackSink([](const SRecord&) { CLogger::SetLevel(L"Sinks.Silenced", Logging::eLevelOff); });
     CLogger::AddSink(sink);
     const CLogger logger(L"Sinks.Silenced");
     logger.Error("f", 1, "g", L"first");

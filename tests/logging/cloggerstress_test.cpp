@@ -17,7 +17,8 @@ class CLoggerStress : public LoggingTest
 {
 protected:
     // Runs `work(thread)` on all threads and returns when they are through.
-    template <class Work> static void onAllThreads(const Work& work)
+    template <class Work>
+    static void onAllThreads(const Work& work)
     {
         std::vector<std::jthread> threads;
         for (int thread = 0; thread < c_Threads; ++thread)
@@ -30,12 +31,14 @@ protected:
 TEST_F(CLoggerStress, NoLineIsLostOrMixedUpBetweenThreads)
 {
     const CLogger shared(L"Stress.Lines");
-    onAllThreads([&](int thread) {
-        for (int round = 0; round < c_Rounds; ++round)
+    onAllThreads(
+        [&](int thread)
         {
-            shared.Warn("file", round, "function", L"%d %d", thread, round);
-        }
-    });
+            for (int round = 0; round < c_Rounds; ++round)
+            {
+                shared.Warn("file", round, "function", L"%d %d", thread, round);
+            }
+        });
 
     const auto records = m_recorder->GetRecords();
     ASSERT_EQ(records.size(), static_cast<std::size_t>(c_Threads * c_Rounds));
@@ -52,24 +55,26 @@ TEST_F(CLoggerStress, NoLineIsLostOrMixedUpBetweenThreads)
 TEST_F(CLoggerStress, ASinkThatStaysGetsEveryLineWhileOthersComeAndGo)
 {
     std::atomic<int> missed{0};
-    onAllThreads([&](int thread) {
-        for (int round = 0; round < c_Rounds; ++round)
+    onAllThreads(
+        [&](int thread)
         {
-            if (thread % 2 == 0)
+            for (int round = 0; round < c_Rounds; ++round)
             {
-                const auto passing = std::make_shared<Logging::CRecorderSink>();
-                CLogger::AddSink(passing);
-                CLogger(L"Stress.Sinks").Error("f", 1, "g", L"own");
-                // Its own thread's line is in it, whatever the other threads do.
-                missed += passing->GetRecords().empty() ? 1 : 0;
-                CLogger::RemoveSink(passing);
+                if (thread % 2 == 0)
+                {
+                    const auto passing = std::make_shared<Logging::CRecorderSink>();
+                    CLogger::AddSink(passing);
+                    CLogger(L"Stress.Sinks").Error("f", 1, "g", L"own");
+                    // Its own thread's line is in it, whatever the other threads do.
+                    missed += passing->GetRecords().empty() ? 1 : 0;
+                    CLogger::RemoveSink(passing);
+                }
+                else
+                {
+                    CLogger(L"Stress.Sinks").Error("f", 1, "g", L"other");
+                }
             }
-            else
-            {
-                CLogger(L"Stress.Sinks").Error("f", 1, "g", L"other");
-            }
-        }
-    });
+        });
 
     EXPECT_EQ(missed.load(), 0);
     EXPECT_EQ(m_recorder->GetRecords().size(), static_cast<std::size_t>(c_Threads * c_Rounds));
@@ -77,13 +82,15 @@ TEST_F(CLoggerStress, ASinkThatStaysGetsEveryLineWhileOthersComeAndGo)
 
 TEST_F(CLoggerStress, InstancesOfNewAndOldNamesAreAllCounted)
 {
-    onAllThreads([&](int) {
-        for (int round = 0; round < c_Rounds; ++round)
+    onAllThreads(
+        [&](int)
         {
-            const CLogger common(L"Stress.Instances");
-            const CLogger fresh((L"Stress.Instances." + std::to_wstring(round)).c_str());
-        }
-    });
+            for (int round = 0; round < c_Rounds; ++round)
+            {
+                const CLogger common(L"Stress.Instances");
+                const CLogger fresh((L"Stress.Instances." + std::to_wstring(round)).c_str());
+            }
+        });
 
     EXPECT_EQ(CLogger::GetInstanceCount(L"Stress.Instances"), static_cast<unsigned int>(c_Threads * c_Rounds));
     for (int round = 0; round < c_Rounds; ++round)
@@ -106,13 +113,15 @@ TEST_F(CLoggerStress, ALevelIsSeenAtOnceWhileOtherThreadsRefreshTheLogger)
     std::vector<std::jthread> readers;
     for (int thread = 0; thread < c_Readers; ++thread)
     {
-        readers.emplace_back([&] {
-            ++running;
-            while (!done.load(std::memory_order_relaxed))
+        readers.emplace_back(
+            [&]
             {
-                logger.RefreshLevel();
-            }
-        });
+                ++running;
+                while (!done.load(std::memory_order_relaxed))
+                {
+                    logger.RefreshLevel();
+                }
+            });
     }
     while (running < c_Readers)
     {

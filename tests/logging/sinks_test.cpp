@@ -50,7 +50,8 @@ std::vector<std::string> linesOf(const std::string& text)
 
 std::string withoutFigures(std::string line)
 {
-    std::replace_if(line.begin(), line.end(), [](char ch) { return ch >= '0' && ch <= '9'; }, '#');
+    std::replace_if(
+        line.begin(), line.end(), [](char ch) { return ch >= '0' && ch <= '9'; }, '#');
     return line;
 }
 } // namespace
@@ -94,10 +95,12 @@ TEST(CallbackSink, PassesTheRecordOn)
 {
     std::wstring text;
     unsigned int threadId = 0;
-    const auto sink = Logging::MakeCallbackSink([&](const SRecord& record) {
-        text = record.text;
-        threadId = record.threadId;
-    });
+    const auto sink = Logging::MakeCallbackSink(
+        [&](const SRecord& record)
+        {
+            text = record.text;
+            threadId = record.threadId;
+        });
     sink->Write(recordOf(L"line"));
 
     EXPECT_EQ(text, L"line");
@@ -192,8 +195,8 @@ TEST_F(RotatingFileSink, WritesUtf8)
 {
     make()->Write(recordOf(L"Gr\u00F6\u00DFe \u4E2D \U0001F600"));
 
-    EXPECT_THAT(linesOf(readFile(file())),
-                ElementsAre(EndsWith("Gr\xC3\xB6\xC3\x9F" "e \xE4\xB8\xAD \xF0\x9F\x98\x80")));
+    EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith("Gr\xC3\xB6\xC3\x9F"
+                                                                "e \xE4\xB8\xAD \xF0\x9F\x98\x80")));
 }
 
 TEST_F(RotatingFileSink, WritesAPairOfSurrogatesAsOneCharacterAndHalfAPairAsAReplacement)
@@ -360,12 +363,14 @@ TEST_F(RotatingFileSink, TakesLinesOfManyThreads)
         std::vector<std::jthread> threads;
         for (int thread = 0; thread < 4; ++thread)
         {
-            threads.emplace_back([&] {
-                for (int n = 0; n < 100; ++n)
+            threads.emplace_back(
+                [&]
                 {
-                    sink->Write(recordOf(L"line"));
-                }
-            });
+                    for (int n = 0; n < 100; ++n)
+                    {
+                        sink->Write(recordOf(L"line"));
+                    }
+                });
         }
     }
 
@@ -444,11 +449,10 @@ TEST(DefaultSink, ShowsWarningsAndErrorsBeforeMainInItAndAfterIt)
 
     EXPECT_TRUE(run.succeeded);
     EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_THAT(linesOf(run.errors), ElementsAre(EndsWith("probe:1 SBothEnds: before main"),
-                                                 EndsWith("probe:2 main: in main: 100 %s"),
-                                                 EndsWith("probe:3 atexit: at exit"),
-                                                 EndsWith("probe:4 ~SBothEnds: after main"),
-                                                 EndsWith("probe:5 ~SBothEnds: new name after main")));
+    EXPECT_THAT(linesOf(run.errors),
+                ElementsAre(EndsWith("probe:1 SBothEnds: before main"), EndsWith("probe:2 main: in main: 100 %s"),
+                            EndsWith("probe:3 atexit: at exit"), EndsWith("probe:4 ~SBothEnds: after main"),
+                            EndsWith("probe:5 ~SBothEnds: new name after main")));
     EXPECT_THAT(run.errors, HasSubstr(" warning [Probe] "));
     EXPECT_THAT(run.errors, HasSubstr(" error [Probe.New] "));
     // No colours where nobody looks at a terminal.

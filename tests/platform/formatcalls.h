@@ -6,8 +6,8 @@
 #include <cstdarg>
 #include <string>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace formatcalls
 {

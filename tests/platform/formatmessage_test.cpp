@@ -3,8 +3,8 @@
 #include <cwchar>
 #include <string>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {
@@ -47,8 +47,9 @@ TEST_P(SystemText, EndsInALineBreakAndLeavesTheLastError)
 
 // 258 is missing: Wine has no text for it.
 INSTANTIATE_TEST_SUITE_P(Numbers, SystemText,
-                         testing::Values(0, 1, 2, 3, 4, 5, 6, 8, 13, 14, 15, 18, 32, 50, 80, 87, 112, 120, 122, 123, 126,
-                                         127, 183, 193, 203, 288, 298, 487, 995, 998, 1004, 1113, 1114, 1168, 1460),
+                         testing::Values(0, 1, 2, 3, 4, 5, 6, 8, 13, 14, 15, 18, 32, 50, 80, 87, 112, 120, 122, 123,
+                                         126, 127, 183, 193, 203, 288, 298, 487, 995, 998, 1004, 1113, 1114, 1168,
+                                         1460),
                          testing::PrintToStringParamName());
 
 TEST(FormatMessage, FailsFor317WhenANumberHasNoText)

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "gtest/gtest.h"
 #include "platform/formatcalls.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {
@@ -108,8 +108,8 @@ std::vector<SRow> getIntegers()
         row("LastSizeWins", "cdef", "%lhx", 0x123456789ABCDEFLL),
         row("IgnoredPrefix", "5|", "%Fd|", 5),
         row("Several", "1 2 3", "%d %d %d", 1, 2, 3),
-        row("Many", "1 2 3 4 5 6 7 8 9 10 11 12", "%d %d %d %d %d %d %d %d %d %d %d %d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
-            12),
+        row("Many", "1 2 3 4 5 6 7 8 9 10 11 12", "%d %d %d %d %d %d %d %d %d %d %d %d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10,
+            11, 12),
     };
 }
 

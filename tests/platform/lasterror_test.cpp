@@ -1,8 +1,8 @@
 #include <atomic>
 #include <thread>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 TEST(LastError, IsWhatWasSetLast)
 {
@@ -25,14 +25,16 @@ TEST(LastError, BelongsToTheThread)
     std::atomic<bool> isOtherSet = false;
     std::atomic<bool> isOwnSet = false;
     DWORD other = 0;
-    std::thread thread([&] {
-        SetLastError(ERROR_INVALID_HANDLE);
-        isOtherSet = true;
-        while (!isOwnSet)
+    std::thread thread(
+        [&]
         {
-        }
-        other = GetLastError();
-    });
+            SetLastError(ERROR_INVALID_HANDLE);
+            isOtherSet = true;
+            while (!isOwnSet)
+            {
+            }
+            other = GetLastError();
+        });
     while (!isOtherSet)
     {
     }

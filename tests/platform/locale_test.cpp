@@ -6,8 +6,8 @@
 #include <string>
 #include <type_traits>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {
@@ -18,6 +18,7 @@ struct SFree
         _free_locale(locale);
     }
 };
+
 using Locale = std::unique_ptr<std::remove_pointer_t<_locale_t>, SFree>;
 
 // The names that German goes by: a language tag, the name on Linux and that of the C runtime of Windows.
@@ -82,7 +83,8 @@ constexpr SNumber c_Numbers[] = {
     {"Accurate", "0.1", 0.1, ""},
     {"MostDigits", "17976931348623157e292", 17976931348623157e292, ""},
     {"Longest",
-     "1.0000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000"
+     "1."
+     "0000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000"
      "000000000000000000000000000000000000000000000000000000000000000000",
      1, ""},
 };

@@ -2,8 +2,8 @@
 #include <string>
 #include <string_view>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {
@@ -68,7 +68,11 @@ constexpr SPair c_WellFormed[] = {
     {"SixteenLetters", "abcdefghijklmnop", L"abcdefghijklmnop"},
     {"SeventeenLetters", "abcdefghijklmnopq", L"abcdefghijklmnopq"},
     {"OtherAtTheEndOfABlock", "abcdefghijklmn\xC3\xBC", L"abcdefghijklmn\u00FC"},
-    {"OtherAcrossABlock", "abcdefghijklmno\xC3\xBC" "abcdefghijklmnopqr", L"abcdefghijklmno\u00FC" L"abcdefghijklmnopqr"},
+    {"OtherAcrossABlock",
+     "abcdefghijklmno\xC3\xBC"
+     "abcdefghijklmnopqr",
+     L"abcdefghijklmno\u00FC"
+     L"abcdefghijklmnopqr"},
     {"OtherBehindABlock", "abcdefghijklmnop\xE2\x82\xAC", L"abcdefghijklmnop\u20AC"},
     {"FortyLetters", "abcdefghijklmnopqrstuvwxyzabcdefghijklmn", L"abcdefghijklmnopqrstuvwxyzabcdefghijklmn"},
 };
@@ -110,8 +114,7 @@ TEST_P(WellFormedText, DoesNotFitIntoOneCharacterLess)
     std::wstring wide(GetParam().wide.size(), L'#');
     std::string utf8(GetParam().utf8.size(), '#');
     // Wine lets the first half of a surrogate pair stand where the second one has no room.
-    const bool endsInFourBytes =
-        utf8Length >= 4 && static_cast<unsigned char>(utf8Text[utf8Text.size() - 4]) >= 0xF0;
+    const bool endsInFourBytes = utf8Length >= 4 && static_cast<unsigned char>(utf8Text[utf8Text.size() - 4]) >= 0xF0;
     if (wideLength > 1 && !endsInFourBytes)
     {
         SetLastError(77);
@@ -184,7 +187,8 @@ TEST(MultiByteToWideChar, LeavesTheLastErrorOnSuccess)
 TEST(MultiByteToWideChar, RefusesArgumentsWithoutAMeaning)
 {
     wchar_t target[4];
-    const auto getError = [&target](UINT codePage, char const* text, int length, wchar_t* to, int size) {
+    const auto getError = [&target](UINT codePage, char const* text, int length, wchar_t* to, int size)
+    {
         SetLastError(77);
         EXPECT_EQ(MultiByteToWideChar(codePage, 0, text, length, to, size), 0);
         return GetLastError();
@@ -223,9 +227,11 @@ TEST(WideCharToMultiByte, TakesTheProcessCodePage)
 TEST(WideCharToMultiByte, ReplacesALoneSurrogate)
 {
     const wchar_t text[] = {L'a', static_cast<wchar_t>(0xD800), L'b'};
-    EXPECT_EQ(toUtf8({text, 3}), "a\xEF\xBF\xBD" "b");
+    EXPECT_EQ(toUtf8({text, 3}), "a\xEF\xBF\xBD"
+                                 "b");
     const wchar_t low[] = {static_cast<wchar_t>(0xDFFF), L'b'};
-    EXPECT_EQ(toUtf8({low, 2}), "\xEF\xBF\xBD" "b");
+    EXPECT_EQ(toUtf8({low, 2}), "\xEF\xBF\xBD"
+                                "b");
 }
 
 TEST(WideCharToMultiByte, FailsFor1113WhenALoneSurrogateIsRefused)
@@ -243,7 +249,8 @@ TEST(WideCharToMultiByte, FailsFor1113WhenALoneSurrogateIsRefused)
 TEST(WideCharToMultiByte, RefusesArgumentsWithoutAMeaning)
 {
     char target[4];
-    const auto getError = [](UINT codePage, wchar_t const* text, int length, char* to, int size) {
+    const auto getError = [](UINT codePage, wchar_t const* text, int length, char* to, int size)
+    {
         SetLastError(77);
         EXPECT_EQ(WideCharToMultiByte(codePage, 0, text, length, to, size, nullptr, nullptr), 0);
         return GetLastError();

@@ -1,7 +1,7 @@
 #include <thread>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 TEST(CurrentThreadId, IsNotZeroAndStays)
 {
@@ -14,11 +14,14 @@ TEST(CurrentThreadId, DiffersBetweenThreadsThatLiveAtTheSameTime)
 {
     DWORD outer = 0;
     DWORD inner = 0;
-    std::thread([&] {
-        outer = GetCurrentThreadId();
-        std::thread([&] { inner = GetCurrentThreadId(); }).join();
-        EXPECT_EQ(GetCurrentThreadId(), outer);
-    }).join();
+    std::thread(
+        [&]
+        {
+            outer = GetCurrentThreadId();
+            std::thread([&] { inner = GetCurrentThreadId(); }).join();
+            EXPECT_EQ(GetCurrentThreadId(), outer);
+        })
+        .join();
     EXPECT_NE(outer, 0u);
     EXPECT_NE(inner, 0u);
     EXPECT_NE(outer, inner);

@@ -33,7 +33,8 @@ TEST(CbRTTIStress, ThreadsRegisterLookUpAndDestroyAtTheSameTime)
     std::atomic<int> failures{0};
     const auto expect = [&](bool holds) { failures += holds ? 0 : 1; };
 
-    const auto work = [&](int thread) {
+    const auto work = [&](int thread)
+    {
         for (int round = 0; round < c_Rounds; ++round)
         {
             // A new name each round: the registry's table grows under the look-ups of the other threads.
@@ -79,14 +80,16 @@ TEST(CbRTTIStress, RecordsOfOneNameThatGoInAnyOrderLeaveNothingBehind)
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < c_Threads; ++thread)
     {
-        threads.emplace_back([thread] {
-            for (int round = 0; round < c_Rounds; ++round)
+        threads.emplace_back(
+            [thread]
             {
-                auto older = std::make_unique<CbRTTI>(L"Stress.OneName", createOne, nullptr);
-                auto younger = std::make_unique<CbRTTI>(L"Stress.OneName", createOne, nullptr);
-                ((thread + round) % 2 == 0 ? older : younger).reset();
-            }
-        });
+                for (int round = 0; round < c_Rounds; ++round)
+                {
+                    auto older = std::make_unique<CbRTTI>(L"Stress.OneName", createOne, nullptr);
+                    auto younger = std::make_unique<CbRTTI>(L"Stress.OneName", createOne, nullptr);
+                    ((thread + round) % 2 == 0 ? older : younger).reset();
+                }
+            });
     }
     threads.clear();
 

@@ -33,6 +33,7 @@ struct SSinkEntry
     std::shared_ptr<Logging::ISink> sink;
     ELevel minimum;
 };
+
 using SinkList = std::vector<SSinkEntry>;
 
 ELevel minimumOf(const Logging::ISink& sink)
@@ -133,7 +134,8 @@ struct Logging::CLogger::SLibrary
     }
 
     // Replaces the list by what `change` makes of a copy of it.
-    template <class Change> void changeSinks(const Change& change)
+    template <class Change>
+    void changeSinks(const Change& change)
     {
         // Freed without the lock: the last owner of a sink runs its destructor, which may log.
         std::shared_ptr<const SinkList> before;
@@ -278,14 +280,16 @@ void Logging::CLogger::AddSink(std::shared_ptr<ISink> sink)
 
 void Logging::CLogger::RemoveSink(const std::shared_ptr<ISink>& sink)
 {
-    SLibrary::instance().changeSinks([&](SinkList& sinks) {
-        const auto found =
-            std::find_if(sinks.begin(), sinks.end(), [&](const SSinkEntry& entry) { return entry.sink == sink; });
-        if (found != sinks.end())
+    SLibrary::instance().changeSinks(
+        [&](SinkList& sinks)
         {
-            sinks.erase(found);
-        }
-    });
+            const auto found =
+                std::find_if(sinks.begin(), sinks.end(), [&](const SSinkEntry& entry) { return entry.sink == sink; });
+            if (found != sinks.end())
+            {
+                sinks.erase(found);
+            }
+        });
 }
 
 void Logging::CLogger::SetLevel(const wchar_t* name, ELevel level)
@@ -317,8 +321,8 @@ Logging::ELevel Logging::CLogger::refreshedLevel() const
         return static_cast<ELevel>(known & 0xFF);
     }
     const int own = m_name->level.load(std::memory_order_relaxed);
-    const ELevel level = own == c_NoLevel ? SLibrary::instance().defaultLevel.load(std::memory_order_relaxed)
-                                          : static_cast<ELevel>(own);
+    const ELevel level =
+        own == c_NoLevel ? SLibrary::instance().defaultLevel.load(std::memory_order_relaxed) : static_cast<ELevel>(own);
     // Relaxed: the word carries both halves, and nothing else is read on its word.
     m_level.store((static_cast<unsigned long long>(clock) << c_LevelBits) | static_cast<unsigned int>(level),
                   std::memory_order_relaxed);

@@ -56,9 +56,8 @@ void appendUtf8(std::string& out, unsigned long codePoint)
 // what is no character at all are replaced.
 unsigned long takeCodePoint(std::wstring_view& text)
 {
-    const auto isBetween = [](unsigned long value, unsigned long low, unsigned long high) {
-        return low <= value && value <= high;
-    };
+    const auto isBetween = [](unsigned long value, unsigned long low, unsigned long high)
+    { return low <= value && value <= high; };
     const auto unit = static_cast<unsigned long>(text.front());
     text.remove_prefix(1);
     if (isBetween(unit, 0xD800, 0xDBFF) && !text.empty())
@@ -180,7 +179,9 @@ class CRotatingFileSink final : public Logging::ISink
 {
 public:
     CRotatingFileSink(spdlog::filename_t path, std::size_t maximumBytes, std::size_t maximumFiles)
-        : m_path(std::move(path)), m_maximumBytes(maximumBytes), m_maximumFiles(maximumFiles)
+        : m_path(std::move(path)),
+          m_maximumBytes(maximumBytes),
+          m_maximumFiles(maximumFiles)
     {
         try
         {

@@ -224,9 +224,11 @@ bool renderFinite(SFloatText& text, T value, char kind, int precision, bool isAl
 
 void toUpper(char* begin, char* end)
 {
-    std::transform(begin, end, begin, [](char character) {
-        return character >= 'a' && character <= 'z' ? static_cast<char>(character - ('a' - 'A')) : character;
-    });
+    std::transform(begin, end, begin,
+                   [](char character) {
+                       return character >= 'a' && character <= 'z' ? static_cast<char>(character - ('a' - 'A'))
+                                                                   : character;
+                   });
 }
 
 template <class T>

@@ -161,7 +161,8 @@ SMessage const* findMessage(DWORD number)
 std::size_t renderMessage(std::wstring_view text, std::wstring_view lineBreak, wchar_t* target)
 {
     std::size_t length = 0;
-    const auto append = [&](std::wstring_view piece) {
+    const auto append = [&](std::wstring_view piece)
+    {
         if (target != nullptr)
         {
             piece.copy(target + length, piece.size());

@@ -174,7 +174,9 @@ class Formatter
 {
 public:
     Formatter(C* buffer, std::size_t room, _locale_t locale, va_list arguments)
-        : m_sink(buffer, room), m_locale(locale), m_arguments(arguments)
+        : m_sink(buffer, room),
+          m_locale(locale),
+          m_arguments(arguments)
     {
     }
 
@@ -510,18 +512,19 @@ private:
         }
         if (isUpper)
         {
-            std::transform(digits, end, digits, [](char digit) {
-                return digit >= 'a' ? static_cast<char>(digit - ('a' - 'A')) : digit;
-            });
+            std::transform(digits, end, digits,
+                           [](char digit) { return digit >= 'a' ? static_cast<char>(digit - ('a' - 'A')) : digit; });
         }
         const auto length = static_cast<std::size_t>(end - digits);
         const std::size_t wanted = static_cast<std::size_t>(std::max(field.precision, 0));
         const std::size_t zeros = wanted > length ? wanted - length : 0;
         const bool isZeroFilled = field.isZero && field.precision < 0;
-        putNumber(mark, isZeroFilled, field, zeros + length, [&] {
-            m_sink.Fill(C('0'), zeros);
-            m_sink.PutAscii({digits, length});
-        });
+        putNumber(mark, isZeroFilled, field, zeros + length,
+                  [&]
+                  {
+                      m_sink.Fill(C('0'), zeros);
+                      m_sink.PutAscii({digits, length});
+                  });
     }
 
     template <class T>
@@ -544,16 +547,18 @@ private:
             radix = posix::getRadixMark<C>(m_locale);
             length += radix->GetText().size();
         }
-        putNumber({mark, markEnd}, field.isZero && text.isFinite, field, length, [&] {
-            m_sink.PutAscii(text.whole);
-            if (radix)
-            {
-                m_sink.Put(radix->GetText().data(), radix->GetText().size());
-            }
-            m_sink.PutAscii(text.fraction);
-            m_sink.Fill(C('0'), text.zeros);
-            m_sink.PutAscii(text.exponent);
-        });
+        putNumber({mark, markEnd}, field.isZero && text.isFinite, field, length,
+                  [&]
+                  {
+                      m_sink.PutAscii(text.whole);
+                      if (radix)
+                      {
+                          m_sink.Put(radix->GetText().data(), radix->GetText().size());
+                      }
+                      m_sink.PutAscii(text.fraction);
+                      m_sink.Fill(C('0'), text.zeros);
+                      m_sink.PutAscii(text.exponent);
+                  });
         return eDone;
     }
 

@@ -204,8 +204,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPW
     return writeWide(text, text + bytes, target, static_cast<std::size_t>(size), isStrict);
 }
 
-int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR target, int size, LPCSTR defaultChar,
-                        BOOL* usedDefaultChar) noexcept
+int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR target, int size,
+                        LPCSTR defaultChar, BOOL* usedDefaultChar) noexcept
 {
     if (const DWORD error = checkArguments(codePage, flags, WC_ERR_INVALID_CHARS, text, length, target, size);
         error != ERROR_SUCCESS)

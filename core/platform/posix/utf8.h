@@ -128,8 +128,8 @@ inline std::size_t lengthOfWholeUtf8(char const* text, std::size_t length)
         {
             char const* const end = text + length;
             const std::size_t needed = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
-            const bool isUnfinished = needed > back && decodeUtf8(at, end) == c_Malformed && at == end && byte >= 0xC2 &&
-                                      byte <= 0xF4;
+            const bool isUnfinished =
+                needed > back && decodeUtf8(at, end) == c_Malformed && at == end && byte >= 0xC2 && byte <= 0xF4;
             return isUnfinished ? length - back : length;
         }
         if (byte < 0x80)

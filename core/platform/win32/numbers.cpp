@@ -21,25 +21,25 @@ FnWcstod findWcstod()
 
 extern "C"
 {
-ORVANE_PLATFORM_API double orvaneWcstod(wchar_t const* text, wchar_t** end, _locale_t locale) __asm__("_wcstod_l");
+    ORVANE_PLATFORM_API double orvaneWcstod(wchar_t const* text, wchar_t** end, _locale_t locale) __asm__("_wcstod_l");
 
-double orvaneWcstod(wchar_t const* text, wchar_t** end, _locale_t locale)
-{
-    static const FnWcstod s_wcstod = findWcstod();
-    if (s_wcstod == nullptr)
+    double orvaneWcstod(wchar_t const* text, wchar_t** end, _locale_t locale)
     {
-        // A runtime without the function: no number, and the reason in errno.
-        if (end != nullptr)
+        static const FnWcstod s_wcstod = findWcstod();
+        if (s_wcstod == nullptr)
         {
-            *end = const_cast<wchar_t*>(text);
+            // A runtime without the function: no number, and the reason in errno.
+            if (end != nullptr)
+            {
+                *end = const_cast<wchar_t*>(text);
+            }
+            errno = ENOSYS;
+            return 0;
         }
-        errno = ENOSYS;
-        return 0;
+        return s_wcstod(text, end, locale);
     }
-    return s_wcstod(text, end, locale);
-}
 
-// What the declaration makes callers inside this library look for; those outside find it in the import library.
-extern FnWcstod const orvaneWcstodImport __asm__("__imp__wcstod_l");
-FnWcstod const orvaneWcstodImport = orvaneWcstod;
+    // What the declaration makes callers inside this library look for; those outside find it in the import library.
+    extern FnWcstod const orvaneWcstodImport __asm__("__imp__wcstod_l");
+    FnWcstod const orvaneWcstodImport = orvaneWcstod;
 }

@@ -196,13 +196,21 @@ CbRTTIRegistry::SName* findName(const wchar_t* name)
 } // namespace
 
 CbRTTI::CbRTTI(const wchar_t* name, const CbRTTI& parent, FnCreate create, FnClone clone)
-    : m_name(checkedName(name)), m_parent(&parent), m_create(create), m_clone(clone), m_nextOfName(nullptr)
+    : m_name(checkedName(name)),
+      m_parent(&parent),
+      m_create(create),
+      m_clone(clone),
+      m_nextOfName(nullptr)
 {
     CbRTTIRegistry::instance().add(*this);
 }
 
 CbRTTI::CbRTTI(const wchar_t* name, FnCreate create, FnClone clone)
-    : m_name(checkedName(name)), m_parent(nullptr), m_create(create), m_clone(clone), m_nextOfName(nullptr)
+    : m_name(checkedName(name)),
+      m_parent(nullptr),
+      m_create(create),
+      m_clone(clone),
+      m_nextOfName(nullptr)
 {
     CbRTTIRegistry::instance().add(*this);
 }

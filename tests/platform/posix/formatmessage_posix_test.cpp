@@ -3,8 +3,8 @@
 #include <cstdarg>
 #include <string>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {

@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "gtest/gtest.h"
 #include "platform/formatcalls.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 using formatcalls::countText;
 using formatcalls::text;
@@ -20,8 +20,7 @@ using formatcalls::writeText;
 
 TEST(FormattingOnLinux, ConvertsBetweenTheWidthsByUtf8)
 {
-    EXPECT_EQ(text("%S|%ls|%C", L"gr\u00FCn", L"\U0001F600", L'\u20AC'),
-              "gr\xC3\xBCn|\xF0\x9F\x98\x80|\xE2\x82\xAC");
+    EXPECT_EQ(text("%S|%ls|%C", L"gr\u00FCn", L"\U0001F600", L'\u20AC'), "gr\xC3\xBCn|\xF0\x9F\x98\x80|\xE2\x82\xAC");
     EXPECT_EQ(text(L"%S|%hs|%s", "gr\xC3\xBCn", "\xF0\x9F\x98\x80", L"\u20AC"), L"gr\u00FCn|\U0001F600|\u20AC");
 }
 
@@ -225,13 +224,14 @@ TEST(FormattingOnLinux, StandsAnyFormat)
         wide[16] = L'#';
         wchar_t const* const a = c_Letter;
         const double d = 1.25;
-        const int count = countText(format.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d, d, d, d, d, d, d);
-        const int written =
-            writeText(narrow, 16, format.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d, d, d, d, d, d, d);
+        const int count =
+            countText(format.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d, d, d, d, d, d, d);
+        const int written = writeText(narrow, 16, format.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d,
+                                      d, d, d, d, d, d);
         const int wideCount =
             countText(wideFormat.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d, d, d, d, d, d, d);
-        const int wideWritten =
-            writeText(wide, 16, wideFormat.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, d, d, d, d, d, d, d, d);
+        const int wideWritten = writeText(wide, 16, wideFormat.c_str(), a, a, a, a, a, a, a, a, a, a, a, a, a, a, a, a,
+                                          d, d, d, d, d, d, d, d);
         ASSERT_EQ(written, count <= 16 ? count : -1) << format;
         ASSERT_EQ(wideCount < 0, count < 0) << format;
         ASSERT_EQ(wideWritten, wideCount <= 16 ? wideCount : -1) << format;

@@ -3,11 +3,12 @@
 #include <cerrno>
 #include <clocale>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 // The C library loses its copy of LOCPATH in each newlocale call; these tests set the variable.
 extern "C" [[gnu::visibility("default")]] char const* __lsan_default_suppressions();
+
 extern "C" char const* __lsan_default_suppressions()
 {
     return "leak:argz_add_sep\n";
@@ -63,17 +64,25 @@ TEST(RadixMarkOnLinux, MayTakeSeveralBytes)
     }
     char narrow[32];
     EXPECT_EQ(_snprintf_l(narrow, 32, "%6.1f|", pashto, 1.5), 7);
-    EXPECT_STREQ(narrow, "  1\xD9\xAB" "5|");
+    EXPECT_STREQ(narrow, "  1\xD9\xAB"
+                         "5|");
     wchar_t wide[32];
     EXPECT_EQ(_snwprintf_l(wide, 32, L"%6.1f|", pashto, 1.5), 7);
-    EXPECT_STREQ(wide, L"   1\u066B" L"5|");
+    EXPECT_STREQ(wide, L"   1\u066B"
+                       L"5|");
     char* end = nullptr;
-    EXPECT_EQ(_strtod_l("1\xD9\xAB" "5x", &end, pashto), 1.5);
+    EXPECT_EQ(_strtod_l("1\xD9\xAB"
+                        "5x",
+                        &end, pashto),
+              1.5);
     EXPECT_STREQ(end, "x");
     EXPECT_EQ(_strtod_l("1\xD9", &end, pashto), 1);
     EXPECT_STREQ(end, "\xD9");
     wchar_t* wideEnd = nullptr;
-    EXPECT_EQ(_wcstod_l(L"1\u066B" L"5x", &wideEnd, pashto), 1.5);
+    EXPECT_EQ(_wcstod_l(L"1\u066B"
+                        L"5x",
+                        &wideEnd, pashto),
+              1.5);
     EXPECT_STREQ(wideEnd, L"x");
     _free_locale(pashto);
 }

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {

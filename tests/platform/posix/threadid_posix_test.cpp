@@ -4,8 +4,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include "gtest/gtest.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 TEST(CurrentThreadIdOnLinux, IsTheKernelsId)
 {
@@ -31,15 +31,18 @@ TEST(CurrentThreadIdOnLinux, IsAskedForAnewInTheChildOfAFork)
 
 TEST(CurrentThreadIdOnLinux, IsAskedForAnewWhenAnotherThreadForks)
 {
-    std::thread([] {
-        EXPECT_NE(GetCurrentThreadId(), 0u);
-        const pid_t child = fork();
-        if (child == 0)
+    std::thread(
+        []
         {
-            _exit(GetCurrentThreadId() == static_cast<DWORD>(getpid()) ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    }).join();
+            EXPECT_NE(GetCurrentThreadId(), 0u);
+            const pid_t child = fork();
+            if (child == 0)
+            {
+                _exit(GetCurrentThreadId() == static_cast<DWORD>(getpid()) ? 0 : 1);
+            }
+            int status = -1;
+            EXPECT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        })
+        .join();
 }
