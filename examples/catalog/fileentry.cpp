@@ -13,7 +13,7 @@ namespace
 constexpr char const* c_SourceFile = "fileentry";
 
 constexpr unsigned int c_Version = 1;
-constexpr std::size_t c_BlockSize = 256 * 1024;
+constexpr std::size_t c_BlockSize = 262'144;
 
 constexpr unsigned __int64 c_FnvStart = 0xCBF29CE484222325;
 constexpr unsigned __int64 c_FnvPrime = 0x100000001B3;

@@ -15,9 +15,9 @@ namespace
 {
 constexpr char const* c_SourceFile = "cbstreamreadbinary";
 
-constexpr unsigned __int64 c_SmallText = 512;         // units that are read on the stack
-constexpr unsigned __int64 c_FirstStep = 1024 * 1024; // bytes of a text body that are taken on its length's word
-constexpr unsigned __int64 c_SkipBlock = 256;         // bytes that are skipped at a time
+constexpr unsigned __int64 c_SmallText = 512;      // units that are read on the stack
+constexpr unsigned __int64 c_FirstStep = 1u << 20; // bytes of a text body that are taken on its length's word
+constexpr unsigned __int64 c_SkipBlock = 256;      // bytes that are skipped at a time
 
 [[noreturn]] void raiseShort()
 {

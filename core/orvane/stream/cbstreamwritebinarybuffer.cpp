@@ -14,7 +14,7 @@ constexpr unsigned int c_DefaultCapacity = 4096;
 constexpr unsigned __int64 c_MaximumCount = 0xFFFFFFFF;
 
 // Longer texts do not notice how they are written.
-constexpr std::size_t c_LongestInPlace = 16 * 1024;
+constexpr std::size_t c_LongestInPlace = 16'384;
 constexpr std::size_t c_LongestLength = 6; // bytes before a wide text of that length
 
 // Whether no derived class is there to see the calls of `write`.

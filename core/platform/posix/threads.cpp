@@ -183,7 +183,9 @@ ProcessFacts const& facts() noexcept
         made.baseNice = errno == 0 ? nice : 0;
         rlimit limit{};
         getrlimit(RLIMIT_NICE, &limit);
-        made.canRestoreNice = geteuid() == 0 || limit.rlim_cur >= static_cast<rlim_t>(20 - made.baseNice + 15);
+        // The limit counts down from 20: room for the highest priority above the base.
+        int const needed = 20 - std::max(made.baseNice - 15, -20);
+        made.canRestoreNice = geteuid() == 0 || limit.rlim_cur >= static_cast<rlim_t>(needed);
         timespec now{};
         timespec sinceBoot{};
         clock_gettime(CLOCK_REALTIME, &now);

@@ -8,8 +8,9 @@
 
 #include "orvane/stream/cbstreamreadbinarybuffer.h"
 #include "orvane/stream/cbstreamwritebinarybuffer.h"
-#include "orvane/text/utf16.h"
 #include "orvane/stream/streamtesting.h"
+#include "orvane/text/utf16.h"
+#include "support/logrecorder.h"
 
 namespace
 {
@@ -44,7 +45,7 @@ protected:
     }
 };
 
-std::wstring wideText(std::mt19937& random, std::size_t length)
+std::wstring anyWideText(std::mt19937& random, std::size_t length)
 {
     std::wstring text;
     while (text.size() < length)
@@ -68,7 +69,7 @@ std::wstring wideText(std::mt19937& random, std::size_t length)
     return text;
 }
 
-std::string narrowText(std::mt19937& random, std::size_t length)
+std::string anyNarrowText(std::mt19937& random, std::size_t length)
 {
     std::string text;
     while (text.size() < length)
@@ -81,7 +82,8 @@ std::string narrowText(std::mt19937& random, std::size_t length)
 // Lengths around the steps of the vector code and the forms of a stored length.
 std::size_t anyLength(std::mt19937& random)
 {
-    std::size_t const lengths[] = {0, 1, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 252, 253, 254, 255, 256, 600};
+    std::size_t const lengths[] = {0,  1,   15,  16,  17,  31,  32,  33,  63,  64,
+                                   65, 127, 128, 129, 252, 253, 254, 255, 256, 600};
     return random() % 4 == 0 ? random() % 700 : lengths[random() % std::size(lengths)];
 }
 
@@ -135,18 +137,19 @@ TEST(MemoryStreamInPlace, WritesTextAsTheEncodingDoes)
     {
         unsigned int const capacity = static_cast<unsigned int>(random() % 3 == 0 ? random() % 700 : 4096);
         unsigned int const before = static_cast<unsigned int>(random() % 3);
-        ASSERT_NO_FATAL_FAILURE(expectSameWriting(wideText(random, anyLength(random)), capacity, before));
-        ASSERT_NO_FATAL_FAILURE(expectSameWriting(narrowText(random, anyLength(random)), capacity, before));
+        ASSERT_NO_FATAL_FAILURE(expectSameWriting(anyWideText(random, anyLength(random)), capacity, before));
+        ASSERT_NO_FATAL_FAILURE(expectSameWriting(anyNarrowText(random, anyLength(random)), capacity, before));
     }
 }
 
 TEST(MemoryStreamInPlace, ReadsTextAsTheEncodingDoes)
 {
+    CLogRecorder const quiet;
     std::mt19937 random(2);
     for (int round = 0; round < 4000; ++round)
     {
         CbStreamWriteBinaryBuffer written;
-        written << wideText(random, anyLength(random));
+        written << anyWideText(random, anyLength(random));
         Bytes bytes = bytesOf(written);
         if (random() % 2 == 0)
         {
@@ -156,7 +159,7 @@ TEST(MemoryStreamInPlace, ReadsTextAsTheEncodingDoes)
         }
         ASSERT_NO_FATAL_FAILURE(expectSameReading(bytes, std::wstring(random() % 40, L'o')));
 
-        std::string const text = narrowText(random, anyLength(random));
+        std::string const text = anyNarrowText(random, anyLength(random));
         unsigned int const claimed = static_cast<unsigned int>(text.size() + random() % 2);
         Bytes const narrow = joined({littleEndian(claimed, 4), Bytes(text.begin(), text.end())});
         ASSERT_NO_FATAL_FAILURE(expectSameReading(headOf(narrow, random() % (narrow.size() + 4)), std::string("old")));
@@ -183,7 +186,8 @@ TEST(MemoryStreamInPlace, LeavesEveryValueToADerivedClass)
 {
     CWatchedWriter writer;
     IStreamWrite& stream = writer;
-    stream << true << 'a' << short{1} << 2 << __int64{3} << 4.0f << 5.0 << std::string("abc") << std::wstring(L"ab");
+    stream << true << 'a' << short{1} << 2 << static_cast<__int64>(3) << 4.0f << 5.0 << std::string("abc")
+           << std::wstring(L"ab");
     EXPECT_EQ(writer.widths, (std::vector<unsigned __int64>{1, 1, 2, 4, 8, 4, 8, 4, 3, 1, 2, 1, 4}));
 
     CWatchedReader reader(writer.GetData(), writer.GetCount());
