@@ -1,5 +1,7 @@
 // Static initialisers that use the library: those of a shared library that links it, and this program's own.
 
+#include <ostream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -57,6 +59,11 @@ struct SCase
     char const* label;
     SStartupReport const& (*report)();
     char const* file;
+
+    friend std::ostream& operator<<(std::ostream& stream, SCase const& row)
+    {
+        return stream << row.label;
+    }
 };
 
 SStartupReport const& getProgramReport()

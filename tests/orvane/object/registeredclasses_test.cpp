@@ -1,7 +1,9 @@
 // The classes that the library registers: their names are read by other modules and stand in stored data.
 
 #include <memory>
+#include <ostream>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 
 #include <gtest/gtest.h>
