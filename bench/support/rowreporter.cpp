@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <utility>
 
 namespace
 {
@@ -13,6 +14,14 @@ std::string shown(double nanoseconds)
     char text[32];
     std::snprintf(text, sizeof text, nanoseconds < 100 ? "%.1f" : "%.0f", nanoseconds);
     return text;
+}
+
+void addOnce(std::vector<std::string>& list, const std::string& text)
+{
+    if (std::find(list.begin(), list.end(), text) == list.end())
+    {
+        list.push_back(text);
+    }
 }
 
 std::string shownRatio(double ratio)
@@ -42,47 +51,51 @@ void CRowReporter::ReportRuns(const std::vector<Run>& runs)
         }
         const std::string& name = run.run_name.function_name;
         const std::size_t slash = name.rfind('/');
-        const std::string library = name.substr(slash + 1);
-        if (std::find(m_libraries.begin(), m_libraries.end(), library) == m_libraries.end())
-        {
-            m_libraries.push_back(library);
-        }
         const std::string threads = run.threads > 1 ? ", " + std::to_string(run.threads) + " threads" : "";
-        row(name.substr(0, slash) + threads).nanoseconds[library] =
-            run.threads > 1 ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        m_medians[run.family_index] = {name.substr(0, slash) + threads, name.substr(slash + 1),
+                                       run.threads > 1 ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime()};
     }
 }
 
 void CRowReporter::Finalize()
 {
     ConsoleReporter::Finalize();
-    if (m_rows.empty())
+    if (m_medians.empty())
     {
         return;
     }
+    std::vector<std::string> rows;
+    std::vector<std::string> libraries;
+    std::map<std::pair<std::string, std::string>, double> nanoseconds;
+    for (const auto& [index, median] : m_medians)
+    {
+        addOnce(rows, median.row);
+        addOnce(libraries, median.library);
+        nanoseconds[{median.row, median.library}] = median.nanoseconds;
+    }
     std::cout << "\n| ns, median (orvane's time divided by the library's) |";
-    for (const std::string& library : m_libraries)
+    for (const std::string& library : libraries)
     {
         std::cout << ' ' << library << " |";
     }
     std::cout << "\n|---|";
-    for (std::size_t n = 0; n < m_libraries.size(); ++n)
+    for (std::size_t n = 0; n < libraries.size(); ++n)
     {
         std::cout << "---|";
     }
-    for (const SRow& each : m_rows)
+    for (const std::string& row : rows)
     {
-        const auto own = each.nanoseconds.find(c_Own);
-        std::cout << "\n| " << each.name << " |";
-        for (const std::string& library : m_libraries)
+        const auto own = nanoseconds.find({row, c_Own});
+        std::cout << "\n| " << row << " |";
+        for (const std::string& library : libraries)
         {
-            const auto found = each.nanoseconds.find(library);
-            if (found == each.nanoseconds.end())
+            const auto found = nanoseconds.find({row, library});
+            if (found == nanoseconds.end())
             {
                 std::cout << " |";
                 continue;
             }
-            const bool isCompared = library != c_Own && own != each.nanoseconds.end();
+            const bool isCompared = library != c_Own && own != nanoseconds.end();
             std::cout << ' ' << shown(found->second)
                       << (isCompared ? shownRatio(own->second / found->second) : std::string()) << " |";
         }
@@ -93,10 +106,4 @@ void CRowReporter::Finalize()
 bool CRowReporter::HasFailed() const
 {
     return m_hasFailed;
-}
-
-CRowReporter::SRow& CRowReporter::row(const std::string& name)
-{
-    const auto found = std::find_if(m_rows.begin(), m_rows.end(), [&](const SRow& each) { return each.name == name; });
-    return found != m_rows.end() ? *found : m_rows.emplace_back(SRow{name, {}});
 }

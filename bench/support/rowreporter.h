@@ -25,16 +25,15 @@ public:
     bool HasFailed() const;
 
 private:
-    struct SRow
+    struct SMedian
     {
-        std::string name;
-        std::map<std::string, double> nanoseconds; // by library
+        std::string row;
+        std::string library;
+        double nanoseconds;
     };
 
-    SRow& row(const std::string& name);
-
-    std::vector<std::string> m_libraries; // in the order of their first row
-    std::vector<SRow> m_rows;
+    // In the order of registration, which is not that of measuring where runs are interleaved.
+    std::map<long long, SMedian> m_medians;
     bool m_hasFailed = false;
 };
 

@@ -538,8 +538,7 @@ private:
             return eRefused;
         }
         const std::string_view sign = getSign(std::signbit(value), field);
-        char mark[4];
-        char* const markEnd = std::ranges::copy(text.prefix, std::ranges::copy(sign, mark).out).out;
+        const std::string mark = std::string(sign).append(text.prefix);
         std::optional<posix::RadixMark<C>> radix;
         std::size_t length = text.whole.size() + text.fraction.size() + text.zeros + text.exponent.size();
         if (text.hasRadix)
@@ -547,7 +546,7 @@ private:
             radix = posix::getRadixMark<C>(m_locale);
             length += radix->GetText().size();
         }
-        putNumber({mark, markEnd}, field.isZero && text.isFinite, field, length,
+        putNumber(mark, field.isZero && text.isFinite, field, length,
                   [&]
                   {
                       m_sink.PutAscii(text.whole);
