@@ -321,7 +321,9 @@ void registerRecursive(std::string const& library)
 {
     benchmark::RegisterBenchmark(("critical section/" + library).c_str(), enterAndLeave<TLock>);
     benchmark::RegisterBenchmark(("critical section, nested/" + library).c_str(), enterAgain<TLock>);
-    benchmark::RegisterBenchmark(("critical section/" + library).c_str(), enterAndLeave<TLock>)->Threads(2)->UseRealTime();
+    benchmark::RegisterBenchmark(("critical section/" + library).c_str(), enterAndLeave<TLock>)
+        ->Threads(2)
+        ->UseRealTime();
 }
 
 template <class TLock>

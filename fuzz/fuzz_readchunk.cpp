@@ -158,7 +158,8 @@ private:
 CB_IMPLEMENT_CLASS(Leaf);
 CB_IMPLEMENT_CLASS(Node);
 CB_IMPLEMENT_CLASS(Stone);
-CbRTTI const s_hollow(L"Hollow", [] { return std::unique_ptr<IObject>(); }, nullptr);
+CbRTTI const s_hollow(
+    L"Hollow", [] { return std::unique_ptr<IObject>(); }, nullptr);
 CbRTTI const s_barren(L"Barren", nullptr, nullptr);
 
 CbArray<unsigned char> writtenChunk(ISerializable const& object)
@@ -189,16 +190,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
     CbStreamReadBinaryBuffer stream(data, size);
-    Fuzzing::ReadDamaged([&] {
-        for (int i = 0; i < c_MostChunks && stream.GetBytesRead() < size; ++i)
+    Fuzzing::ReadDamaged(
+        [&]
         {
-            std::unique_ptr<ISerializable> const object(stream.ReadChunk());
-            if (object != nullptr)
+            for (int i = 0; i < c_MostChunks && stream.GetBytesRead() < size; ++i)
             {
-                demandRoundTrip(*object);
+                std::unique_ptr<ISerializable> const object(stream.ReadChunk());
+                if (object != nullptr)
+                {
+                    demandRoundTrip(*object);
+                }
             }
-        }
-    });
+        });
     Fuzzing::Demand(stream.GetBytesRead() <= size, "no more is read than is there");
     Fuzzing::Demand(s_instances == 0, "every object is destroyed");
     return 0;

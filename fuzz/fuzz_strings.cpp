@@ -118,12 +118,14 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     }
     Reader const reader = c_Readers[data[0] % std::size(c_Readers)];
     CbStreamReadBinaryBuffer stream(data + 1, size - 1);
-    Fuzzing::ReadDamaged([&] {
-        for (int i = 0; i < c_MostValues && stream.GetBytesRead() < size - 1; ++i)
+    Fuzzing::ReadDamaged(
+        [&]
         {
-            reader(stream);
-        }
-    });
+            for (int i = 0; i < c_MostValues && stream.GetBytesRead() < size - 1; ++i)
+            {
+                reader(stream);
+            }
+        });
     Fuzzing::Demand(stream.GetBytesRead() <= size - 1, "no more is read than is there");
     return 0;
 }

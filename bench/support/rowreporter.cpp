@@ -32,7 +32,6 @@ std::string shownRatio(double ratio)
 }
 } // namespace
 
-// Every row counts the same unit, so that columns can be compared without looking at it.
 CRowReporter::CRowReporter() : ConsoleReporter(OO_Tabular)
 {
 }

@@ -81,7 +81,8 @@ private:
 // Static initialisers may lock before any other code of the program has run.
 SRWLOCK s_lock = SRWLOCK_INIT;
 
-const bool s_wasTakenAtStart = [] {
+const bool s_wasTakenAtStart = []
+{
     AcquireSRWLockExclusive(&s_lock);
     const bool wasShared = TryAcquireSRWLockShared(&s_lock) != 0;
     ReleaseSRWLockExclusive(&s_lock);
@@ -169,12 +170,14 @@ TEST(CriticalSection, LetsEveryWaiterInOnce)
     EnterCriticalSection(&own.section);
     for (int n = 0; n < c_Waiters; ++n)
     {
-        threads.emplace_back([&] {
-            ++started;
-            EnterCriticalSection(&own.section);
-            ++inside;
-            LeaveCriticalSection(&own.section);
-        });
+        threads.emplace_back(
+            [&]
+            {
+                ++started;
+                EnterCriticalSection(&own.section);
+                ++inside;
+                LeaveCriticalSection(&own.section);
+            });
     }
     while (started != c_Waiters)
     {
@@ -194,7 +197,8 @@ class CriticalSectionStress : public testing::TestWithParam<unsigned int>
 
 INSTANTIATE_TEST_SUITE_P(Threads, CriticalSectionStress,
                          testing::Values(1u, 2u, std::max(3u, std::thread::hardware_concurrency()), 12u),
-                         [](auto const& row) { return std::to_string(row.index) + "_of_" + std::to_string(row.param); });
+                         [](auto const& row)
+                         { return std::to_string(row.index) + "_of_" + std::to_string(row.param); });
 
 TEST_P(CriticalSectionStress, NoEnterIsLostAndNobodyMeetsAnother)
 {
@@ -208,22 +212,24 @@ TEST_P(CriticalSectionStress, NoEnterIsLostAndNobodyMeetsAnother)
         std::vector<std::jthread> threads;
         for (unsigned int n = 0; n < GetParam(); ++n)
         {
-            threads.emplace_back([&, n] {
-                gate.Pass();
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&, n]
                 {
-                    if ((static_cast<unsigned int>(round) + n) % 3 != 0 || !TryEnterCriticalSection(&own.section))
+                    gate.Pass();
+                    for (int round = 0; round < c_Rounds; ++round)
                     {
+                        if ((static_cast<unsigned int>(round) + n) % 3 != 0 || !TryEnterCriticalSection(&own.section))
+                        {
+                            EnterCriticalSection(&own.section);
+                        }
+                        visitor = selfAsOwner();
                         EnterCriticalSection(&own.section);
+                        ++count;
+                        LeaveCriticalSection(&own.section);
+                        met += visitor == selfAsOwner() && own.section.RecursionCount == 1 ? 0 : 1;
+                        LeaveCriticalSection(&own.section);
                     }
-                    visitor = selfAsOwner();
-                    EnterCriticalSection(&own.section);
-                    ++count;
-                    LeaveCriticalSection(&own.section);
-                    met += visitor == selfAsOwner() && own.section.RecursionCount == 1 ? 0 : 1;
-                    LeaveCriticalSection(&own.section);
-                }
-            });
+                });
         }
     }
 
@@ -237,17 +243,19 @@ TEST(CriticalSectionStress, AWaiterGetsInWhileAnotherThreadHardlyEverLeaves)
     constexpr int c_Visits = 20;
     CSection own;
     std::atomic<bool> isOver = false;
-    std::jthread const hog([&] {
-        while (!isOver)
+    std::jthread const hog(
+        [&]
         {
-            EnterCriticalSection(&own.section);
-            for (int n = 0; n < 2'000; ++n)
+            while (!isOver)
             {
-                static_cast<void>(isOver.load());
+                EnterCriticalSection(&own.section);
+                for (int n = 0; n < 2'000; ++n)
+                {
+                    static_cast<void>(isOver.load());
+                }
+                LeaveCriticalSection(&own.section);
             }
-            LeaveCriticalSection(&own.section);
-        }
-    });
+        });
 
     for (int visit = 0; visit < c_Visits; ++visit)
     {
@@ -262,14 +270,17 @@ TEST(CriticalSectionStress, AWaiterGetsInWhileAnotherThreadHardlyEverLeaves)
 TEST(CriticalSectionStress, CanBeDeletedAsSoonAsTheOtherThreadHasLeft)
 {
     constexpr int c_Rounds = 3'000;
+
     struct SShared
     {
         CSection own;
         int users = 2; // guarded by own
     };
+
     std::atomic<SShared*> handedOut = nullptr;
     std::atomic<int> deleted = 0;
-    const auto use = [&](SShared* shared) {
+    const auto use = [&](SShared* shared)
+    {
         EnterCriticalSection(&shared->own.section);
         const bool isLast = --shared->users == 0;
         LeaveCriticalSection(&shared->own.section);
@@ -279,17 +290,19 @@ TEST(CriticalSectionStress, CanBeDeletedAsSoonAsTheOtherThreadHasLeft)
             ++deleted;
         }
     };
-    std::jthread other([&] {
-        for (int round = 0; round < c_Rounds; ++round)
+    std::jthread other(
+        [&]
         {
-            SShared* shared = nullptr;
-            while ((shared = handedOut.exchange(nullptr)) == nullptr)
+            for (int round = 0; round < c_Rounds; ++round)
             {
-                std::this_thread::yield();
+                SShared* shared = nullptr;
+                while ((shared = handedOut.exchange(nullptr)) == nullptr)
+                {
+                    std::this_thread::yield();
+                }
+                use(shared);
             }
-            use(shared);
-        }
-    });
+        });
     for (int round = 0; round < c_Rounds; ++round)
     {
         auto* const shared = new SShared;
@@ -362,17 +375,19 @@ TEST(SlimLock, LetsAllReadersInTogetherWhenAWriterLetsGo)
     std::vector<std::jthread> readers;
     for (int n = 0; n < c_Readers; ++n)
     {
-        readers.emplace_back([&] {
-            ++started;
-            AcquireSRWLockShared(&lock);
-            ++inside;
-            // Ends only when all are inside at once.
-            while (inside != c_Readers)
+        readers.emplace_back(
+            [&]
             {
-                std::this_thread::yield();
-            }
-            ReleaseSRWLockShared(&lock);
-        });
+                ++started;
+                AcquireSRWLockShared(&lock);
+                ++inside;
+                // Ends only when all are inside at once.
+                while (inside != c_Readers)
+                {
+                    std::this_thread::yield();
+                }
+                ReleaseSRWLockShared(&lock);
+            });
     }
     while (started != c_Readers)
     {
@@ -416,36 +431,40 @@ TEST_P(SlimLockStress, ReadersSeeWholeChangesAndNoChangeIsLost)
         std::vector<std::jthread> threads;
         for (unsigned int n = 0; n < GetParam().writers; ++n)
         {
-            threads.emplace_back([&] {
-                gate.Pass();
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    if (round % 4 != 0 || !TryAcquireSRWLockExclusive(&lock))
+                    gate.Pass();
+                    for (int round = 0; round < c_Rounds; ++round)
                     {
-                        AcquireSRWLockExclusive(&lock);
+                        if (round % 4 != 0 || !TryAcquireSRWLockExclusive(&lock))
+                        {
+                            AcquireSRWLockExclusive(&lock);
+                        }
+                        for (long long& value : values)
+                        {
+                            ++value;
+                        }
+                        ReleaseSRWLockExclusive(&lock);
                     }
-                    for (long long& value : values)
-                    {
-                        ++value;
-                    }
-                    ReleaseSRWLockExclusive(&lock);
-                }
-            });
+                });
         }
         for (unsigned int n = 0; n < GetParam().readers; ++n)
         {
-            threads.emplace_back([&] {
-                gate.Pass();
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    if (round % 4 != 0 || !TryAcquireSRWLockShared(&lock))
+                    gate.Pass();
+                    for (int round = 0; round < c_Rounds; ++round)
                     {
-                        AcquireSRWLockShared(&lock);
+                        if (round % 4 != 0 || !TryAcquireSRWLockShared(&lock))
+                        {
+                            AcquireSRWLockShared(&lock);
+                        }
+                        halves += values[0] == values[1] && values[1] == values[2] ? 0 : 1;
+                        ReleaseSRWLockShared(&lock);
                     }
-                    halves += values[0] == values[1] && values[1] == values[2] ? 0 : 1;
-                    ReleaseSRWLockShared(&lock);
-                }
-            });
+                });
         }
     }
 
@@ -463,17 +482,19 @@ TEST(SlimLockStress, AWriterGetsInAgainstAStreamOfReaders)
     std::vector<std::jthread> readers;
     for (int n = 0; n < 4; ++n)
     {
-        readers.emplace_back([&] {
-            while (!isOver)
+        readers.emplace_back(
+            [&]
             {
-                AcquireSRWLockShared(&lock);
-                for (int look = 0; look < 2'000; ++look)
+                while (!isOver)
                 {
-                    static_cast<void>(isOver.load());
+                    AcquireSRWLockShared(&lock);
+                    for (int look = 0; look < 2'000; ++look)
+                    {
+                        static_cast<void>(isOver.load());
+                    }
+                    ReleaseSRWLockShared(&lock);
                 }
-                ReleaseSRWLockShared(&lock);
-            }
-        });
+            });
     }
     for (int visit = 0; visit < c_Visits; ++visit)
     {
@@ -492,17 +513,19 @@ TEST(SlimLockStress, AReaderGetsInAgainstAStreamOfWriters)
     std::vector<std::jthread> writers;
     for (int n = 0; n < 4; ++n)
     {
-        writers.emplace_back([&] {
-            while (!isOver)
+        writers.emplace_back(
+            [&]
             {
-                AcquireSRWLockExclusive(&lock);
-                for (int look = 0; look < 2'000; ++look)
+                while (!isOver)
                 {
-                    static_cast<void>(isOver.load());
+                    AcquireSRWLockExclusive(&lock);
+                    for (int look = 0; look < 2'000; ++look)
+                    {
+                        static_cast<void>(isOver.load());
+                    }
+                    ReleaseSRWLockExclusive(&lock);
                 }
-                ReleaseSRWLockExclusive(&lock);
-            }
-        });
+            });
     }
     for (int visit = 0; visit < c_Visits; ++visit)
     {
@@ -516,14 +539,17 @@ TEST(SlimLockStress, AReaderGetsInAgainstAStreamOfWriters)
 TEST(SlimLockStress, CanGoAsSoonAsTheOtherThreadHasReleasedIt)
 {
     constexpr int c_Rounds = 3'000;
+
     struct SShared
     {
         SRWLOCK lock = SRWLOCK_INIT;
         std::atomic<int> users = 2;
     };
+
     std::atomic<SShared*> handedOut = nullptr;
     std::atomic<int> deleted = 0;
-    const auto useAsWriter = [&](SShared* shared) {
+    const auto useAsWriter = [&](SShared* shared)
+    {
         AcquireSRWLockExclusive(&shared->lock);
         const bool isLast = --shared->users == 0;
         ReleaseSRWLockExclusive(&shared->lock);
@@ -533,7 +559,8 @@ TEST(SlimLockStress, CanGoAsSoonAsTheOtherThreadHasReleasedIt)
             ++deleted;
         }
     };
-    const auto useAsReader = [&](SShared* shared) {
+    const auto useAsReader = [&](SShared* shared)
+    {
         AcquireSRWLockShared(&shared->lock);
         const bool isLast = --shared->users == 0;
         ReleaseSRWLockShared(&shared->lock);
@@ -543,17 +570,19 @@ TEST(SlimLockStress, CanGoAsSoonAsTheOtherThreadHasReleasedIt)
             ++deleted;
         }
     };
-    std::jthread other([&] {
-        for (int round = 0; round < c_Rounds; ++round)
+    std::jthread other(
+        [&]
         {
-            SShared* shared = nullptr;
-            while ((shared = handedOut.exchange(nullptr)) == nullptr)
+            for (int round = 0; round < c_Rounds; ++round)
             {
-                std::this_thread::yield();
+                SShared* shared = nullptr;
+                while ((shared = handedOut.exchange(nullptr)) == nullptr)
+                {
+                    std::this_thread::yield();
+                }
+                round % 2 == 0 ? useAsReader(shared) : useAsWriter(shared);
             }
-            round % 2 == 0 ? useAsReader(shared) : useAsWriter(shared);
-        }
-    });
+        });
     for (int round = 0; round < c_Rounds; ++round)
     {
         auto* const shared = new SShared;

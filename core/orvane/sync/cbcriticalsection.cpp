@@ -8,6 +8,15 @@
 // Clients compiled earlier know the places of the fields.
 static_assert(sizeof(std::atomic<unsigned int>) == 4 && std::atomic<unsigned int>::is_always_lock_free);
 
+namespace
+{
+// The platform notes the thread that has entered by its id: no need to ask for it again.
+unsigned int idOf(HANDLE owningThread)
+{
+    return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(owningThread));
+}
+} // namespace
+
 CbCriticalSection::CbCriticalSection()
 {
     InitializeCriticalSection(&m_section);
@@ -21,7 +30,7 @@ CbCriticalSection::~CbCriticalSection()
 void CbCriticalSection::Enter() const
 {
     EnterCriticalSection(&m_section);
-    m_ownerId.store(GetCurrentThreadId(), std::memory_order_relaxed);
+    m_ownerId.store(idOf(m_section.OwningThread), std::memory_order_relaxed);
 }
 
 bool CbCriticalSection::TryEnter() const
@@ -30,7 +39,7 @@ bool CbCriticalSection::TryEnter() const
     {
         return false;
     }
-    m_ownerId.store(GetCurrentThreadId(), std::memory_order_relaxed);
+    m_ownerId.store(idOf(m_section.OwningThread), std::memory_order_relaxed);
     return true;
 }
 

@@ -19,10 +19,11 @@ class ORVANE_API CbMutex
 public:
     enum EState : int
     {
-        eMutexError = -2,    // not valid, or the wait failed
-        eMutexTimeout = -1,  // not entered in time
+        eMutexError = -2,   // not valid, or the wait failed
+        eMutexTimeout = -1, // not entered in time
         eMutexEntered = 1,
-        eMutexAbandoned = 2  // entered; the thread inside before ended without leaving, so the guarded data may be half done
+        eMutexAbandoned =
+            2 // entered; the thread inside before ended without leaving, so the guarded data may be half done
     };
 
     /// Makes a free mutex, or opens the one of that name; null makes one without a name.

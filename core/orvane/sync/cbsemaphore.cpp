@@ -18,7 +18,8 @@ LONG countForPlatform(unsigned long count)
 } // namespace
 
 CbSemaphore::CbSemaphore(unsigned long count, char const* name)
-    : m_count(count), m_handle(CreateSemaphoreA(nullptr, countForPlatform(count), countForPlatform(count), name))
+    : m_count(count),
+      m_handle(CreateSemaphoreA(nullptr, countForPlatform(count), countForPlatform(count), name))
 {
     if (m_handle == nullptr)
     {

@@ -331,6 +331,10 @@ DWORD changeNamedEvent(ObjectRef const& ref, bool set, bool pulse) noexcept;
 DWORD releaseNamedMutex(ObjectRef const& ref) noexcept;
 DWORD releaseNamedSemaphore(ObjectRef const& ref, std::uint32_t count, std::uint32_t& previous) noexcept;
 
+/// Takes a named object that is signalled: WAIT_OBJECT_0 or WAIT_ABANDONED_0; WAIT_TIMEOUT where it is not signalled,
+/// WAIT_FAILED with the last error 6 where it is gone.
+DWORD tryTakeNamed(ObjectRef const& ref) noexcept;
+
 /// A wait in which at least one object is named. The references are held by the caller.
 DWORD waitNamed(KernelObject* const* objects, std::uint32_t count, bool waitAll, DWORD timeoutMs) noexcept;
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "threadid.h"
 
 // Every state of these locks is one word, changed by single atomic steps. There is no moment at which a lock is
 // inconsistent, so nothing here keeps off a suspension: a thread that is suspended on the way into a lock or out of it has
@@ -174,9 +175,9 @@ std::atomic_ref<HANDLE> ownerOf(CRITICAL_SECTION* section) noexcept
     return std::atomic_ref<HANDLE>(section->OwningThread);
 }
 
-HANDLE getSelf() noexcept
+HANDLE asOwner(DWORD threadId) noexcept
 {
-    return reinterpret_cast<HANDLE>(static_cast<ULONG_PTR>(GetCurrentThreadId()));
+    return reinterpret_cast<HANDLE>(static_cast<ULONG_PTR>(threadId));
 }
 
 // Only the owner itself can find its own id there.
@@ -209,7 +210,8 @@ bool tryTake(std::atomic_ref<LONG> state) noexcept
     CHunger hunger;
     LONG seen = 0;
     LONG taken = c_Held;
-    const auto tryTurn = [&] {
+    const auto tryTurn = [&]
+    {
         seen = state.load(std::memory_order_relaxed);
         while ((seen & c_Held) == 0 && ((seen & c_SomeoneStarves) == 0 || hunger.IsStarving()))
         {
@@ -251,53 +253,26 @@ bool tryTake(std::atomic_ref<LONG> state) noexcept
         wake(&section->LockCount, 1, left != 0 ? c_Starving : c_Starving | c_Patient);
     }
 }
-} // namespace
 
-void InitializeCriticalSection(CRITICAL_SECTION* section) noexcept
+// By a thread that does not know its id yet, or that the section is not free for.
+[[gnu::noinline]] void enterSlowly(CRITICAL_SECTION* section) noexcept
 {
-    *section = CRITICAL_SECTION{};
-}
-
-void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept
-{
-    *section = CRITICAL_SECTION{};
-}
-
-void EnterCriticalSection(CRITICAL_SECTION* section) noexcept
-{
-    const HANDLE self = getSelf();
+    const HANDLE self = asOwner(posix::currentThreadId());
     if (isOwnedBy(section, self))
     {
-        enterAgain(section);
-        return;
+        return enterAgain(section);
     }
     const auto state = stateOf(section);
-    if (!tryTake(state)) [[unlikely]]
+    if (!tryTake(state))
     {
         waitForSection(state, section);
     }
     becomeOwner(section, self);
 }
 
-BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept
+inline void leaveAs(CRITICAL_SECTION* section, HANDLE self) noexcept
 {
-    const HANDLE self = getSelf();
-    if (isOwnedBy(section, self))
-    {
-        enterAgain(section);
-        return TRUE;
-    }
-    if (!tryTake(stateOf(section)))
-    {
-        return FALSE;
-    }
-    becomeOwner(section, self);
-    return TRUE;
-}
-
-void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
-{
-    if (!isOwnedBy(section, getSelf())) [[unlikely]]
+    if (!isOwnedBy(section, self)) [[unlikely]]
     {
         return;
     }
@@ -315,6 +290,68 @@ void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
     {
         freeWithSleepers(state, section);
     }
+}
+
+[[gnu::noinline]] void leaveSlowly(CRITICAL_SECTION* section) noexcept
+{
+    leaveAs(section, asOwner(posix::currentThreadId()));
+}
+} // namespace
+
+void InitializeCriticalSection(CRITICAL_SECTION* section) noexcept
+{
+    *section = CRITICAL_SECTION{};
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept
+{
+    *section = CRITICAL_SECTION{};
+}
+
+void EnterCriticalSection(CRITICAL_SECTION* section) noexcept
+{
+    // All that is seldom is one call at the very end: the rest needs no stack.
+    const DWORD threadId = posix::t_threadId;
+    if (threadId == 0) [[unlikely]]
+    {
+        return enterSlowly(section);
+    }
+    const HANDLE self = asOwner(threadId);
+    if (isOwnedBy(section, self))
+    {
+        return enterAgain(section);
+    }
+    if (!tryTake(stateOf(section))) [[unlikely]]
+    {
+        return enterSlowly(section);
+    }
+    becomeOwner(section, self);
+}
+
+BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept
+{
+    const HANDLE self = asOwner(posix::currentThreadId());
+    if (isOwnedBy(section, self))
+    {
+        enterAgain(section);
+        return TRUE;
+    }
+    if (!tryTake(stateOf(section)))
+    {
+        return FALSE;
+    }
+    becomeOwner(section, self);
+    return TRUE;
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
+{
+    const DWORD threadId = posix::t_threadId;
+    if (threadId == 0) [[unlikely]]
+    {
+        return leaveSlowly(section);
+    }
+    leaveAs(section, asOwner(threadId));
 }
 
 // ---- slim reader/writer locks
@@ -368,8 +405,8 @@ public:
     bool Exchange(Word& seen, Word wanted, std::memory_order order) const noexcept
     {
         void* expected = reinterpret_cast<void*>(seen);
-        const bool isExchanged = ref().compare_exchange_strong(expected, reinterpret_cast<void*>(wanted), order,
-                                                               std::memory_order_relaxed);
+        const bool isExchanged =
+            ref().compare_exchange_strong(expected, reinterpret_cast<void*>(wanted), order, std::memory_order_relaxed);
         seen = reinterpret_cast<Word>(expected);
         return isExchanged;
     }
@@ -414,7 +451,8 @@ bool tryShare(CWord word, Word& seen) noexcept
 {
     const CErrnoKeeper keeper;
     Word seen = 0;
-    const auto tryLook = [&] {
+    const auto tryLook = [&]
+    {
         seen = word.Load();
         return tryShare(word, seen);
     };
@@ -472,7 +510,8 @@ bool tryTakeAlone(CWord word, Word& seen) noexcept
 {
     const CErrnoKeeper keeper;
     Word seen = 0;
-    const auto tryLook = [&] {
+    const auto tryLook = [&]
+    {
         seen = word.Load();
         return tryTakeAlone(word, seen);
     };
@@ -493,7 +532,8 @@ bool tryTakeAlone(CWord word, Word& seen) noexcept
     } while (!word.Exchange(seen, seen + c_OneWaitingWriter, std::memory_order_relaxed));
 
     CHunger hunger;
-    const auto tryTurn = [&] {
+    const auto tryTurn = [&]
+    {
         seen = word.Load();
         while (isFree(seen) && ((seen & c_WriterStarves) == 0 || hunger.IsStarving()))
         {
@@ -507,8 +547,9 @@ bool tryTakeAlone(CWord word, Word& seen) noexcept
     };
     while (!tryTurn() && !spin(tryTurn))
     {
-        if (hunger.Grow() && (isFree(seen) || ((seen & c_WriterStarves) == 0 &&
-                                               !word.Exchange(seen, seen | c_WriterStarves, std::memory_order_relaxed))))
+        if (hunger.Grow() &&
+            (isFree(seen) || ((seen & c_WriterStarves) == 0 &&
+                              !word.Exchange(seen, seen | c_WriterStarves, std::memory_order_relaxed))))
         {
             continue;
         }

@@ -411,8 +411,7 @@ void abandonNamedMutexes(std::uint32_t threadId) noexcept
     forEachNamed(
         [&](NamedObject& named)
         {
-            if (named.localOwner.load(std::memory_order_relaxed) == threadId &&
-                named.use.object->ownerId() == threadId)
+            if (named.localOwner.load(std::memory_order_relaxed) == threadId && named.use.object->ownerId() == threadId)
             {
                 named.localOwner.store(0, std::memory_order_relaxed);
                 named.use.object->abandonOwnership();

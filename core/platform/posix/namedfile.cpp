@@ -288,12 +288,14 @@ enum class Attempt
 };
 
 // A file that nobody uses and nobody has written yet: makes it this process's.
-Attempt makeFile(std::wstring_view name, ObjectSetup const& setup, NameUse& use, DWORD& error) noexcept
+Attempt makeFile(std::wstring_view name, ObjectSetup const& setup, NameUse& use, mode_t mode, DWORD& error) noexcept
 {
     // The memory is asked for now: a page that is missing later would end the process.
-    int const failure = fchmod(use.descriptor, S_IRUSR | S_IWUSR) != 0
-                            ? errno
-                            : posix_fallocate(use.descriptor, 0, sizeof(SharedFile));
+    int failure = posix_fallocate(use.descriptor, 0, sizeof(SharedFile));
+    if (failure == 0 && mode != (S_IRUSR | S_IWUSR) && fchmod(use.descriptor, S_IRUSR | S_IWUSR) != 0)
+    {
+        failure = errno; // the process masks modes out, and this one cannot be set
+    }
     if (failure != 0)
     {
         error = errorOf(failure);
@@ -374,7 +376,7 @@ Attempt openFile(std::wstring_view name, ObjectSetup const& setup, NameUse& use,
     if (isUnused)
     {
         isNew = true;
-        return makeFile(name, setup, use, error);
+        return makeFile(name, setup, use, status.st_mode & c_ModeBits, error);
     }
     if ((status.st_mode & c_ModeBits) != (S_IRUSR | S_IWUSR))
     {

@@ -100,7 +100,6 @@ void SharedObject::commit(State const& next, Telling telling) noexcept
         m_sequence.store(sequence + 1, std::memory_order_release);
         return;
     }
-    std::atomic_thread_fence(std::memory_order_release);
     if (!addAndWakeShared(m_sequence))
     {
         // A kernel that refuses the combined call: the sleepers are told a moment later.
@@ -175,8 +174,17 @@ void SharedObject::resetIn(State& state) const noexcept
     state.isSetLast = false;
 }
 
+// While nobody waits there is nobody to tell, nothing is owed, and each change is one write to one field: those are made
+// where they are.
+
 void SharedObject::set() noexcept
 {
+    if (m_sleepers == 0)
+    {
+        current().value = 1;
+        current().isSetLast = true;
+        return;
+    }
     bool const isSetAlready = current().value != 0;
     if (isSetAlready && (m_kind == Kind::ManualEvent || unservedIn(current()) == 0))
     {
@@ -189,6 +197,12 @@ void SharedObject::set() noexcept
 
 void SharedObject::reset() noexcept
 {
+    if (m_sleepers == 0)
+    {
+        current().value = 0;
+        current().isSetLast = false;
+        return;
+    }
     State next = current();
     resetIn(next);
     commit(next, Telling::Nobody);
@@ -204,12 +218,17 @@ void SharedObject::pulse() noexcept
 
 DWORD SharedObject::release(std::uint32_t count, std::uint32_t& previous) noexcept
 {
-    State next = current();
-    previous = next.value - std::min(next.value, unservedIn(next));
+    previous = current().value - std::min(current().value, unservedIn(current()));
     if (count > m_maximum - previous)
     {
         return ERROR_TOO_MANY_POSTS;
     }
+    if (m_sleepers == 0)
+    {
+        current().value += count;
+        return ERROR_SUCCESS;
+    }
+    State next = current();
     next.value += count;
     if (next.value > m_maximum)
     {
@@ -297,6 +316,11 @@ bool SharedObject::take(std::uint32_t threadId, Moment begun) noexcept
 {
     if (m_kind == Kind::ManualEvent)
     {
+        return false;
+    }
+    if (m_kind != Kind::Mutex && m_sleepers == 0)
+    {
+        --current().value;
         return false;
     }
     if (m_kind != Kind::Mutex)

@@ -119,6 +119,11 @@ private:
         return m_states[m_sequence.load(std::memory_order_relaxed) % 2];
     }
 
+    State& current() noexcept
+    {
+        return m_states[m_sequence.load(std::memory_order_relaxed) % 2];
+    }
+
     enum class Telling
     {
         Nobody,

@@ -99,7 +99,9 @@ class NamedWait
 {
 public:
     NamedWait(KernelObject* const* objects, std::uint32_t count, WaitOperation::Aim aim) noexcept
-        : m_objects(objects), m_count(count), m_threadId(GetCurrentThreadId())
+        : m_objects(objects),
+          m_count(count),
+          m_threadId(GetCurrentThreadId())
     {
         m_operation.aim = aim;
         m_operation.count = count;
@@ -377,7 +379,8 @@ public:
     // Two handles to one object.
     bool hasDoubles() noexcept
     {
-        return std::adjacent_find(begin(), end(), [](Member const& one, Member const& other)
+        return std::adjacent_find(begin(), end(),
+                                  [](Member const& one, Member const& other)
                                   { return one.named == other.named; }) != end();
     }
 
@@ -526,6 +529,7 @@ private:
 
     DWORD m_result = WAIT_OBJECT_0;
 };
+
 // Takes the lowest that is signalled, or nothing. Most waits need no more than that, nor the room for it.
 DWORD takeAny(KernelObject* const* objects, std::uint32_t count) noexcept
 {
@@ -554,6 +558,19 @@ DWORD takeAny(KernelObject* const* objects, std::uint32_t count) noexcept
     return WAIT_TIMEOUT;
 }
 } // namespace
+
+DWORD tryTakeNamed(ObjectRef const& ref) noexcept
+{
+    NoSuspend const guard;
+    Locked held(ref);
+    if (!held.isHeld())
+    {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return WAIT_FAILED;
+    }
+    KernelObject* const object = &held.object();
+    return takeAny(&object, 1);
+}
 
 DWORD waitNamed(KernelObject* const* objects, std::uint32_t count, bool waitAll, DWORD timeoutMs) noexcept
 {

@@ -1,18 +1,20 @@
+#include "threadid.h"
+
 #include <pthread.h>
 #include <unistd.h>
 
-#include "platform/platform.h"
+namespace posix
+{
+constinit thread_local DWORD t_threadId = 0;
 
 namespace
 {
-// 0: not asked for yet. Initial-exec for the reason given at the last error.
-[[gnu::tls_model("initial-exec")]] constinit thread_local DWORD t_threadId = 0;
-
 // Only the thread that forks lives on in the child, under a new id.
 void forgetThreadId()
 {
     t_threadId = 0;
 }
+} // namespace
 
 // An id is kept only when forks are heard of; without memory for that, every call asks the kernel.
 DWORD askThreadId() noexcept
@@ -25,10 +27,9 @@ DWORD askThreadId() noexcept
     }
     return id;
 }
-} // namespace
+} // namespace posix
 
 DWORD GetCurrentThreadId() noexcept
 {
-    const DWORD id = t_threadId;
-    return id != 0 ? id : askThreadId();
+    return posix::currentThreadId();
 }

@@ -456,7 +456,12 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD timeoutMs) noexcept
     {
         return failWait(ERROR_INVALID_HANDLE);
     }
-    return isNamedObject(ref) ? waitWithNamed(&ref, 1, false, timeoutMs) : waitForOne(ref, timeoutMs);
+    if (!isNamedObject(ref))
+    {
+        return waitForOne(ref, timeoutMs);
+    }
+    DWORD const result = tryTakeNamed(ref);
+    return result != WAIT_TIMEOUT || timeoutMs == 0 ? result : waitWithNamed(&ref, 1, false, timeoutMs);
 }
 
 DWORD WaitForMultipleObjects(DWORD count, HANDLE const* handles, BOOL waitAll, DWORD timeoutMs) noexcept

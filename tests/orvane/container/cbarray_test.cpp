@@ -487,16 +487,18 @@ TEST_P(CbArrayAppendGrowth, EndsWithTheCapacityOfSingleAppends)
     EXPECT_EQ(array, single);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, CbArrayAppendGrowth,
-    testing::Values(SAppendCase{"NothingToAnEmptyArray", 0, 0, 0, 0, 0}, SAppendCase{"FiveToAnEmptyArray", 0, 0, 0, 5, 8},
-                    SAppendCase{"WhatFitsExactly", 8, 3, 0, 5, 8}, SAppendCase{"OneMoreThanFits", 8, 3, 0, 6, 16},
-                    SAppendCase{"ManyTimesTheCapacity", 4096, 0, 0, 40'000, 65'536},
-                    SAppendCase{"FromAnOddCapacity", 3, 3, 0, 4, 12},
-                    SAppendCase{"OneByGrowStep", 16, 16, 16, 1, 32}, SAppendCase{"OneStepExactly", 16, 16, 16, 16, 32},
-                    SAppendCase{"OneMoreThanAStep", 16, 16, 16, 17, 48},
-                    SAppendCase{"ByGrowStepFromNothing", 0, 0, 3, 7, 9}),
-    [](testing::TestParamInfo<SAppendCase> const& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, CbArrayAppendGrowth,
+                         testing::Values(SAppendCase{"NothingToAnEmptyArray", 0, 0, 0, 0, 0},
+                                         SAppendCase{"FiveToAnEmptyArray", 0, 0, 0, 5, 8},
+                                         SAppendCase{"WhatFitsExactly", 8, 3, 0, 5, 8},
+                                         SAppendCase{"OneMoreThanFits", 8, 3, 0, 6, 16},
+                                         SAppendCase{"ManyTimesTheCapacity", 4096, 0, 0, 40'000, 65'536},
+                                         SAppendCase{"FromAnOddCapacity", 3, 3, 0, 4, 12},
+                                         SAppendCase{"OneByGrowStep", 16, 16, 16, 1, 32},
+                                         SAppendCase{"OneStepExactly", 16, 16, 16, 16, 32},
+                                         SAppendCase{"OneMoreThanAStep", 16, 16, 16, 17, 48},
+                                         SAppendCase{"ByGrowStepFromNothing", 0, 0, 3, 7, 9}),
+                         [](testing::TestParamInfo<SAppendCase> const& row) { return std::string(row.param.name); });
 
 TEST(CbArrayAppend, PutsTheElementsBehindThoseThatAreThere)
 {
@@ -525,8 +527,8 @@ TEST(CbArrayAppend, TakesTheArraysOwnElementsWhileItGrows)
 
     array.Append(array.GetData(), 2);
 
-    EXPECT_THAT(elementsOf(array), ElementsAre(std::string(50, 'a'), std::string(50, 'b'), std::string(50, 'a'),
-                                               std::string(50, 'b')));
+    EXPECT_THAT(elementsOf(array),
+                ElementsAre(std::string(50, 'a'), std::string(50, 'b'), std::string(50, 'a'), std::string(50, 'b')));
 }
 
 TEST(CbArrayAppend, TakesTheArraysOwnElementsWhereThereIsRoom)

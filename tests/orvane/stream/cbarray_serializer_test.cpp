@@ -52,8 +52,8 @@ TEST(CbArraySerializerWriting, IsTheHeaderAndTheElements)
 
     CbArray_Serializer::Serialize(stream, arrayOf({7, 0, 255}));
 
-    EXPECT_EQ(bytesOf(stream), (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x01, 0x00,
-                                      0x00, 0x00, 7, 0, 255}));
+    EXPECT_EQ(bytesOf(stream), (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x01,
+                                      0x00, 0x00, 0x00, 7, 0, 255}));
 }
 
 TEST(CbArraySerializerWriting, OfAnEmptyArrayIsTheHeaderAlone)
@@ -62,8 +62,8 @@ TEST(CbArraySerializerWriting, OfAnEmptyArrayIsTheHeaderAlone)
 
     CbArray_Serializer::Serialize(stream, CbArray<unsigned char>());
 
-    EXPECT_THAT(stream.GetWrites(), ElementsAre(littleEndian(c_Marker, 4), littleEndian(1, 4), littleEndian(0, 4),
-                                                littleEndian(1, 4)));
+    EXPECT_THAT(stream.GetWrites(),
+                ElementsAre(littleEndian(c_Marker, 4), littleEndian(1, 4), littleEndian(0, 4), littleEndian(1, 4)));
 }
 
 TEST(CbArraySerializerWriting, ReachesWriteAsFourFieldsAndOneBlock)

@@ -92,6 +92,7 @@ TEST(CbStreamReadVersion, IsReadThroughTheOperatorForUnsignedInt)
             return *this;
         }
     };
+
     CReader stream(Bytes{});
 
     EXPECT_EQ(stream.ReadAndCompareVersion(6), 5);

@@ -165,8 +165,8 @@ class CbStreamReadBinaryShort : public testing::Test
 {
 };
 
-using Primitives = testing::Types<long, unsigned long, char, double, float, __int64, unsigned __int64, int, unsigned int,
-                                  short, unsigned short, signed char, unsigned char, bool>;
+using Primitives = testing::Types<long, unsigned long, char, double, float, __int64, unsigned __int64, int,
+                                  unsigned int, short, unsigned short, signed char, unsigned char, bool>;
 TYPED_TEST_SUITE(CbStreamReadBinaryShort, Primitives);
 
 TYPED_TEST(CbStreamReadBinaryShort, PrimitiveIsRefusedAtEveryLengthBelowItsWidth)
@@ -289,6 +289,7 @@ TEST(CbStreamReadBinaryNarrow, GoesThroughTheOperatorOfTheOtherNarrowType)
             return *this;
         }
     };
+
     CReader stream(Bytes{});
     std::string text;
 
@@ -441,6 +442,7 @@ TEST(CbStreamReadBinaryWide, GoesThroughTheOperatorOfTheOtherWideType)
             return *this;
         }
     };
+
     CReader stream(Bytes{});
     std::wstring text;
 
@@ -466,8 +468,9 @@ TEST(CbStreamReadBinaryWide, WithAnotherFirstByteIsRefusedBeforeAnyTextIsRead)
 TEST(CbStreamReadBinaryWide, WithAnotherMarkerIsRefused)
 {
     CLogRecorder const log;
-    for (Bytes const& bytes : {Bytes{0xFF, 0xFF, 0xFE, 0x00}, Bytes{0xFF, 0xFE, 0xFE, 0x00}, Bytes{0xFF, 0xFF, 0xFF, 0x00},
-                               Bytes{0xFE, 0xFF, 0xFE, 0x00}, Bytes{0x00, 0xFE, 0xFF, 0x00}})
+    for (Bytes const& bytes :
+         {Bytes{0xFF, 0xFF, 0xFE, 0x00}, Bytes{0xFF, 0xFE, 0xFE, 0x00}, Bytes{0xFF, 0xFF, 0xFF, 0x00},
+          Bytes{0xFE, 0xFF, 0xFE, 0x00}, Bytes{0x00, 0xFE, 0xFF, 0x00}})
     {
         CbStreamReadBinaryBuffer stream = readerOf(bytes);
         std::wstring text(L"old");
@@ -540,20 +543,20 @@ TEST_P(CbStreamReadBinaryWideLength, IsRefusedWhereItIsCutShort)
 
 INSTANTIATE_TEST_SUITE_P(
     Forms, CbStreamReadBinaryWideLength,
-    testing::Values(SLengthForm{"OneByte", {0x00}, 0}, SLengthForm{"OneByteAtItsEnd", {0xFE}, 0xFE},
-                    SLengthForm{"TwoBytes", {0xFF, 0xFF, 0x00}, 0xFF},
-                    // The writer leaves this form one value earlier.
-                    SLengthForm{"TwoBytesAtTheirEnd", {0xFF, 0xFE, 0xFF}, 0xFFFE},
-                    SLengthForm{"FourBytes", {0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}, 0xFFFE},
-                    SLengthForm{"FourBytesAtTheirEnd", {0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF}, 0xFFFFFFFE},
-                    SLengthForm{"EightBytes",
-                                {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x02, 0, 0, 0, 0, 0, 0, 0x40},
-                                0x4000000000000002},
-                    SLengthForm{"EightBytesAtTheirEnd",
-                                {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-                                0xFFFFFFFFFFFFFFFF},
-                    // A form that is wider than the length needs is no error.
-                    SLengthForm{"AWiderFormThanNeeded", {0xFF, 0xFF, 0xFF, 0x02, 0x00, 0x00, 0x00}, 2}),
+    testing::Values(
+        SLengthForm{"OneByte", {0x00}, 0}, SLengthForm{"OneByteAtItsEnd", {0xFE}, 0xFE},
+        SLengthForm{"TwoBytes", {0xFF, 0xFF, 0x00}, 0xFF},
+        // The writer leaves this form one value earlier.
+        SLengthForm{"TwoBytesAtTheirEnd", {0xFF, 0xFE, 0xFF}, 0xFFFE},
+        SLengthForm{"FourBytes", {0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}, 0xFFFE},
+        SLengthForm{"FourBytesAtTheirEnd", {0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF}, 0xFFFFFFFE},
+        SLengthForm{
+            "EightBytes", {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x02, 0, 0, 0, 0, 0, 0, 0x40}, 0x4000000000000002},
+        SLengthForm{"EightBytesAtTheirEnd",
+                    {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
+                    0xFFFFFFFFFFFFFFFF},
+        // A form that is wider than the length needs is no error.
+        SLengthForm{"AWiderFormThanNeeded", {0xFF, 0xFF, 0xFF, 0x02, 0x00, 0x00, 0x00}, 2}),
     [](testing::TestParamInfo<SLengthForm> const& row) { return std::string(row.param.name); });
 
 TEST(CbStreamReadBinaryWide, OfLength65534IsReadFromTwoBytesToo)
@@ -575,8 +578,8 @@ TEST_P(CbStreamReadBinaryWideShort, BodyGivesWhatIsThere)
 {
     Bytes const body{0x34, 0x12, 0x62, 0x00, 0x63, 0x21};
     Bytes const bytes = joined({Bytes{0xFF, 0xFE, 0xFF, 0x05}, headOf(body, GetParam())});
-    wchar_t const* const expected[] = {L"", L"\x34", L"\x1234", L"\x1234\x62", L"\x1234\x62", L"\x1234\x62\x63",
-                                       L"\x1234\x62\x2163"};
+    wchar_t const* const expected[] = {L"",           L"\x34",           L"\x1234",          L"\x1234\x62",
+                                       L"\x1234\x62", L"\x1234\x62\x63", L"\x1234\x62\x2163"};
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
     std::wstring text(L"old");
 
@@ -644,12 +647,12 @@ struct SExchange
     using Read = TRead;
 };
 
-using Exchanges =
-    testing::Types<SExchange<CStringA, CStringA>, SExchange<CStringA, std::string>, SExchange<std::string, CStringA>,
-                   SExchange<std::string, std::string>, SExchange<char const*, CStringA>,
-                   SExchange<char const*, std::string>, SExchange<CStringW, CStringW>, SExchange<CStringW, std::wstring>,
-                   SExchange<std::wstring, CStringW>, SExchange<std::wstring, std::wstring>,
-                   SExchange<wchar_t const*, CStringW>, SExchange<wchar_t const*, std::wstring>>;
+using Exchanges = testing::Types<SExchange<CStringA, CStringA>, SExchange<CStringA, std::string>,
+                                 SExchange<std::string, CStringA>, SExchange<std::string, std::string>,
+                                 SExchange<char const*, CStringA>, SExchange<char const*, std::string>,
+                                 SExchange<CStringW, CStringW>, SExchange<CStringW, std::wstring>,
+                                 SExchange<std::wstring, CStringW>, SExchange<std::wstring, std::wstring>,
+                                 SExchange<wchar_t const*, CStringW>, SExchange<wchar_t const*, std::wstring>>;
 TYPED_TEST_SUITE(CbStreamTextExchange, Exchanges);
 
 TYPED_TEST(CbStreamTextExchange, ReadsWhatAnotherTypeOfTheSameWidthWrote)

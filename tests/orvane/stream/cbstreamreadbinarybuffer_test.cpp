@@ -225,6 +225,7 @@ TEST(CbStreamReadBinaryBufferDerived, DecidesWhatItsReadDelivers)
             return delivered;
         }
     };
+
     Bytes bytes = joined({narrowText("narrow"), wideText(u"wide"), littleEndian(7, 2)});
     for (unsigned char& byte : bytes)
     {
@@ -267,6 +268,7 @@ TEST(CbStreamReadBinaryBufferDerived, SeesLengthsAndSiblingTypesInItsOwnOperator
         int m_numbers = 0;
         int m_texts = 0;
     };
+
     Bytes const bytes = joined({narrowText("abc"), wideText(u"ab")});
     CWatched stream(bytes.data(), bytes.size());
     std::string narrow;

@@ -367,15 +367,12 @@ TEST_P(CbStreamReadBinarySkip, ReadsBlocksOfDecreasingSize)
     EXPECT_THAT(stream.GetReads(), ElementsAreArray(expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, CbStreamReadBinarySkip,
-                         testing::Values(SSkip{0, {}}, SSkip{1, {1}}, SSkip{3, {2, 1}},
-                                         SSkip{255, {128, 64, 32, 16, 8, 4, 2, 1}}, SSkip{256, {256}},
-                                         SSkip{257, {256, 1}}, SSkip{512, {256, 256}},
-                                         SSkip{767, {256, 256, 128, 64, 32, 16, 8, 4, 2, 1}},
-                                         SSkip{644, {256, 256, 128, 4}}),
-                         [](testing::TestParamInfo<SSkip> const& row) {
-                             return "Of" + std::to_string(row.param.size);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, CbStreamReadBinarySkip,
+    testing::Values(SSkip{0, {}}, SSkip{1, {1}}, SSkip{3, {2, 1}}, SSkip{255, {128, 64, 32, 16, 8, 4, 2, 1}},
+                    SSkip{256, {256}}, SSkip{257, {256, 1}}, SSkip{512, {256, 256}},
+                    SSkip{767, {256, 256, 128, 64, 32, 16, 8, 4, 2, 1}}, SSkip{644, {256, 256, 128, 4}}),
+    [](testing::TestParamInfo<SSkip> const& row) { return "Of" + std::to_string(row.param.size); });
 
 TEST(CbStreamReadBinarySkipBeyondTheEnd, RaisesNothingAndTakesWhatIsThere)
 {
@@ -423,6 +420,5 @@ TEST_F(CbStreamReadBinaryChunk, WithoutAWideNameIsRefused)
     Bytes const bytes = joined({narrowText("Test.Reading"), littleEndian(3, 8), Bytes{1, 2, 3}});
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
 
-    EXPECT_RAISES(CbExceptionStream, "cbstreamreadbinary", "CbStreamReadBinary::readStringLengthW",
-                  stream.ReadChunk());
+    EXPECT_RAISES(CbExceptionStream, "cbstreamreadbinary", "CbStreamReadBinary::readStringLengthW", stream.ReadChunk());
 }

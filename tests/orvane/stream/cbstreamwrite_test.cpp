@@ -111,6 +111,7 @@ TEST(CbStreamWriteVersion, IsWrittenThroughTheOperatorForUnsignedInt)
 
         unsigned int m_value = 0;
     };
+
     CWriter stream;
 
     stream.WriteVersion(0xFFFFFFFF);

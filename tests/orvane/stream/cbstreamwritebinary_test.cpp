@@ -311,9 +311,9 @@ TEST(CbStreamWriteBinaryWide, HasLengthFormsUpTo64Bits)
 
     CRecordingWriter longer;
     longer.writeStringLengthW(0xFFFFFFFF);
-    EXPECT_THAT(longer.GetWrites(), ElementsAre(Bytes{0xFF}, Bytes{0xFE, 0xFF}, Bytes{0xFF}, Bytes{0xFF, 0xFF},
-                                                Bytes{0xFF, 0xFF, 0xFF, 0xFF},
-                                                Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00}));
+    EXPECT_THAT(longer.GetWrites(),
+                ElementsAre(Bytes{0xFF}, Bytes{0xFE, 0xFF}, Bytes{0xFF}, Bytes{0xFF, 0xFF},
+                            Bytes{0xFF, 0xFF, 0xFF, 0xFF}, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00}));
 }
 
 TEST(CbStreamWriteBinaryWide, FromANullPointerIsRefusedAndWritesNothing)
@@ -361,6 +361,7 @@ TEST(CbStreamWriteBinaryLengths, GoThroughTheStreamsOwnOperators)
 
         std::vector<std::string> m_fields;
     };
+
     CWriter stream;
 
     stream << "abc";
@@ -406,6 +407,7 @@ TEST(CbStreamWriteBinaryFailure, OfWritePassesAndKeepsWhatWasWrittenBefore)
             return *this;
         }
     };
+
     CFull stream;
 
     EXPECT_THROW(stream << 1 << L"ab", int);

@@ -376,6 +376,7 @@ TEST(CbStreamWriteBinaryBufferDerived, SeesEveryCallOfWrite)
             return *this;
         }
     };
+
     CWatched stream;
 
     stream << 1 << true << 2.0 << 3l << "abc" << L"ab" << std::string("a") << CStringW(L"a");
@@ -400,6 +401,7 @@ TEST(CbStreamWriteBinaryBufferDerived, SeesLengthFieldsInItsOwnOperators)
 
         std::vector<unsigned int> m_values;
     };
+
     CWatched stream;
 
     stream << "abc";

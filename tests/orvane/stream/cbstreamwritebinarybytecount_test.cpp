@@ -31,8 +31,8 @@ TEST(CbStreamWriteBinaryByteCountValue, AddsUpWhatABufferWouldHold)
 {
     CbStreamWriteBinaryByteCount counter;
     CbStreamWriteBinaryBuffer buffer;
-    for (CbStreamWriteBinary* const stream : {static_cast<CbStreamWriteBinary*>(&counter),
-                                              static_cast<CbStreamWriteBinary*>(&buffer)})
+    for (CbStreamWriteBinary* const stream :
+         {static_cast<CbStreamWriteBinary*>(&counter), static_cast<CbStreamWriteBinary*>(&buffer)})
     {
         *stream << 1 << true << 2.0 << 3l << "narrow" << L"wide" << std::wstring(70'000, L'x');
         stream->WriteVersion(1);

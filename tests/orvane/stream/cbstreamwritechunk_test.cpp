@@ -138,9 +138,8 @@ TEST(CbStreamWriteBinaryChunk, ReachesWriteAsNameSizeAndWhatTheObjectWrites)
 
     stream.WriteChunk(object);
 
-    EXPECT_THAT(stream.GetWrites(),
-                ElementsAre(Bytes{0xFF}, Bytes{0xFE, 0xFF}, Bytes{0x01}, Bytes{'N', 0}, littleEndian(3, 8),
-                            Bytes{'a', 'b', 'c'}));
+    EXPECT_THAT(stream.GetWrites(), ElementsAre(Bytes{0xFF}, Bytes{0xFE, 0xFF}, Bytes{0x01}, Bytes{'N', 0},
+                                                littleEndian(3, 8), Bytes{'a', 'b', 'c'}));
 }
 
 TEST(CbStreamWriteBinaryChunk, WithinAChunkIsCountedWhole)
@@ -156,8 +155,8 @@ TEST(CbStreamWriteBinaryChunk, WithinAChunkIsCountedWhole)
 
     Bytes const innerChunk =
         chunkOf(u"CGoldenFolder", joined({littleEndian(2, 4), wideText(u"i"), littleEndian(0, 4)}));
-    EXPECT_EQ(bytesOf(stream), chunkOf(u"CGoldenFolder", joined({littleEndian(2, 4), wideText(u"o"),
-                                                                  littleEndian(1, 4), innerChunk})));
+    EXPECT_EQ(bytesOf(stream),
+              chunkOf(u"CGoldenFolder", joined({littleEndian(2, 4), wideText(u"o"), littleEndian(1, 4), innerChunk})));
 }
 
 TEST(CbStreamWriteBinaryChunk, IsCountedAsItIsWritten)

@@ -65,10 +65,12 @@ TEST_P(ClaimedNarrowLength, GivesWhatIsThereAndTakesLittleMemory)
     CbStreamReadBinaryBuffer first = readerOf(bytes);
     CbStreamReadBinaryBuffer second = readerOf(bytes);
 
-    expectLittleMemory([&] {
-        first >> text;
-        second >> other;
-    });
+    expectLittleMemory(
+        [&]
+        {
+            first >> text;
+            second >> other;
+        });
 
     EXPECT_STREQ(text.GetString(), "text");
     EXPECT_EQ(other, "text");
@@ -96,10 +98,12 @@ TEST_P(ClaimedWideLength, GivesWhatIsThereAndTakesLittleMemory)
     CbStreamReadBinaryBuffer first = readerOf(bytes);
     CbStreamReadBinaryBuffer second = readerOf(bytes);
 
-    expectLittleMemory([&] {
-        first >> text;
-        second >> other;
-    });
+    expectLittleMemory(
+        [&]
+        {
+            first >> text;
+            second >> other;
+        });
 
     EXPECT_STREQ(text.GetString(), L"text");
     EXPECT_EQ(other, L"text");

@@ -80,8 +80,8 @@ Bytes wideTexts()
 
 Bytes array()
 {
-    return joined({littleEndian(0xFFFFFFFF, 4), littleEndian(1, 4), littleEndian(20, 4), littleEndian(1, 4),
-                   Bytes(20, 0xEE)});
+    return joined(
+        {littleEndian(0xFFFFFFFF, 4), littleEndian(1, 4), littleEndian(20, 4), littleEndian(1, 4), Bytes(20, 0xEE)});
 }
 
 class DamagedStream : public testing::TestWithParam<SDamaged>

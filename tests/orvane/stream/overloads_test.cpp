@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "orvane/stream/streamtesting.h"
 #include "orvane/stream/cbstreamwritebinarybytecount.h"
+#include "orvane/stream/streamtesting.h"
 
 namespace
 {
@@ -20,19 +20,25 @@ enum class EScoped
 };
 
 template <class TStream, class T>
-concept Writes = requires(TStream& stream, T value) { stream << value; };
+concept Writes = requires(TStream& stream, T value)
+{
+    stream << value;
+};
 
 template <class TStream, class T>
-concept Reads = requires(TStream& stream, T& value) { stream >> value; };
+concept Reads = requires(TStream& stream, T& value)
+{
+    stream >> value;
+};
 
 template <class TStream>
 constexpr bool writesAllPrimitives()
 {
-    return Writes<TStream, long> && Writes<TStream, unsigned long> && Writes<TStream, char> && Writes<TStream, double> &&
-           Writes<TStream, float> && Writes<TStream, __int64> && Writes<TStream, unsigned __int64> &&
-           Writes<TStream, int> && Writes<TStream, unsigned int> && Writes<TStream, short> &&
-           Writes<TStream, unsigned short> && Writes<TStream, signed char> && Writes<TStream, unsigned char> &&
-           Writes<TStream, bool>;
+    return Writes<TStream, long> && Writes<TStream, unsigned long> && Writes<TStream, char> &&
+           Writes<TStream, double> && Writes<TStream, float> && Writes<TStream, __int64> &&
+           Writes<TStream, unsigned __int64> && Writes<TStream, int> && Writes<TStream, unsigned int> &&
+           Writes<TStream, short> && Writes<TStream, unsigned short> && Writes<TStream, signed char> &&
+           Writes<TStream, unsigned char> && Writes<TStream, bool>;
 }
 
 template <class TStream>
@@ -129,9 +135,8 @@ TEST(StreamWriteOverloadsChained, GiveTheBytesInOrderOnTheInterface)
 
     stream << 1 << "ab" << std::string("c") << L"d" << CStringW(L"e") << true << 2.0;
 
-    EXPECT_EQ(bytesOf(buffer),
-              joined({littleEndian(1, 4), narrowText("ab"), narrowText("c"), wideText(u"d"), wideText(u"e"),
-                      Bytes{1, 0, 0, 0, 0, 0, 0, 0, 0x40}}));
+    EXPECT_EQ(bytesOf(buffer), joined({littleEndian(1, 4), narrowText("ab"), narrowText("c"), wideText(u"d"),
+                                       wideText(u"e"), Bytes{1, 0, 0, 0, 0, 0, 0, 0, 0x40}}));
 }
 
 TEST(StreamWriteOverloadsChained, GiveTheBytesInOrderOnAConcreteStream)
@@ -152,9 +157,8 @@ TEST(StreamWriteOverloadsChained, TakeFormattedTextAnywhere)
     stream << 1 << CbFormatT<std::string>("%d", 2) << std::string("a") << 3 << CbFormatT<CStringA>("%d", 4);
     buffer << std::string("b") << 5 << CbFormatT<std::string>("%d", 6);
 
-    EXPECT_EQ(bytesOf(buffer),
-              joined({littleEndian(1, 4), narrowText("2"), narrowText("a"), littleEndian(3, 4), narrowText("4"),
-                      narrowText("b"), littleEndian(5, 4), narrowText("6")}));
+    EXPECT_EQ(bytesOf(buffer), joined({littleEndian(1, 4), narrowText("2"), narrowText("a"), littleEndian(3, 4),
+                                       narrowText("4"), narrowText("b"), littleEndian(5, 4), narrowText("6")}));
 }
 
 TEST(StreamWriteOverloadsChained, KeepTheBinaryStreamAfterAPrimitive)

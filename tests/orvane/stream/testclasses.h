@@ -45,7 +45,9 @@ public:
     CGoldenEntry() = default;
 
     CGoldenEntry(int number, std::wstring title, std::string note)
-        : m_number(number), m_title(std::move(title)), m_note(std::move(note))
+        : m_number(number),
+          m_title(std::move(title)),
+          m_note(std::move(note))
     {
     }
 
@@ -74,6 +76,7 @@ class CGoldenFolder : public ISerializable
 
 public:
     CGoldenFolder() = default;
+
     CGoldenFolder(CGoldenFolder const& other) : m_title(other.m_title)
     {
     }

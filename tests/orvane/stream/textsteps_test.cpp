@@ -71,9 +71,9 @@ void forAllTexts(TCheck check)
         check(text);
         for (std::size_t place = 0; place < length; ++place)
         {
-            for (char32_t const special : {U'\x7F', U'\x80', U'\xFF', U'\u0100', U'\u8000', U'\uFFFF', U'\U00010000',
-                                           U'\U0010FFFF', static_cast<char32_t>(0xD800), static_cast<char32_t>(0xDFFF),
-                                           static_cast<char32_t>(0)})
+            for (char32_t const special :
+                 {U'\x7F', U'\x80', U'\xFF', U'\u0100', U'\u8000', U'\uFFFF', U'\U00010000', U'\U0010FFFF',
+                  static_cast<char32_t>(0xD800), static_cast<char32_t>(0xDFFF), static_cast<char32_t>(0)})
             {
                 std::u32string changed = text;
                 changed[place] = special;

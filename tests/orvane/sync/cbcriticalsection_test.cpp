@@ -33,14 +33,16 @@ static_assert(sizeof(CbCriticalSection) == sizeof(SLayout));
 
 bool isOpen(CbCriticalSection const& section)
 {
-    return onAnotherThread([&] {
-        bool const hasEntered = section.TryEnter();
-        if (hasEntered)
+    return onAnotherThread(
+        [&]
         {
-            section.Leave();
-        }
-        return hasEntered;
-    });
+            bool const hasEntered = section.TryEnter();
+            if (hasEntered)
+            {
+                section.Leave();
+            }
+            return hasEntered;
+        });
 }
 
 void const* addressOf(std::uintptr_t number)
@@ -160,16 +162,18 @@ TEST(CbCriticalSectionStress, CountsAreExactWithFourThreads)
     std::vector<std::thread> threads;
     for (int n = 0; n < 4; ++n)
     {
-        threads.emplace_back([&] {
-            for (int round = 0; round < c_Rounds; ++round)
+        threads.emplace_back(
+            [&]
             {
-                EXPECT_FALSE(section.IsLocking());
-                section.Enter();
-                EXPECT_TRUE(section.IsLocking());
-                ++count;
-                section.Leave();
-            }
-        });
+                for (int round = 0; round < c_Rounds; ++round)
+                {
+                    EXPECT_FALSE(section.IsLocking());
+                    section.Enter();
+                    EXPECT_TRUE(section.IsLocking());
+                    ++count;
+                    section.Leave();
+                }
+            });
     }
     for (int look = 0; look < c_Rounds; ++look)
     {
@@ -261,14 +265,16 @@ TEST(ReferenceCounterGetCriticalSectionStress, KeepsTheObjectsOfManyThreadsApart
     std::vector<std::thread> threads;
     for (std::size_t n = 0; n < 4; ++n)
     {
-        threads.emplace_back([&counts, n] {
-            for (std::size_t round = 0; round < c_Rounds; ++round)
+        threads.emplace_back(
+            [&counts, n]
             {
-                int& mine = counts[(round + n) % counts.size()];
-                CbCriticalSectionAuto const holder(ReferenceCounter_GetCriticalSection(&mine));
-                ++mine;
-            }
-        });
+                for (std::size_t round = 0; round < c_Rounds; ++round)
+                {
+                    int& mine = counts[(round + n) % counts.size()];
+                    CbCriticalSectionAuto const holder(ReferenceCounter_GetCriticalSection(&mine));
+                    ++mine;
+                }
+            });
     }
     for (std::thread& thread : threads)
     {

@@ -42,7 +42,9 @@ class CBroken
 {
 public:
     explicit CBroken(char const* stem)
-        : m_name(uniqueName(stem)), m_mutex(m_name.c_str()), event(c_Manual, synctest::wide(m_name).c_str())
+        : m_name(uniqueName(stem)),
+          m_mutex(m_name.c_str()),
+          event(c_Manual, synctest::wide(m_name).c_str())
     {
     }
 
@@ -86,22 +88,18 @@ struct SForm
 
 const SForm c_Forms[] = {
     {"Events", [](Group const& group, unsigned int ms) { return CbEvent::WaitForMultipleEvents(group, ms); },
-     [](Group const& group, unsigned int ms, unsigned int& index) {
-         return CbEvent::WaitForSingleEvent(group, ms, index);
-     },
+     [](Group const& group, unsigned int ms, unsigned int& index)
+     { return CbEvent::WaitForSingleEvent(group, ms, index); },
      [](Group const& group, milliseconds time) { return CbEvent::WaitForMultipleEvents(group, time); },
-     [](Group const& group, milliseconds time, unsigned int& index) {
-         return CbEvent::WaitForSingleEvent(group, time, index);
-     }},
+     [](Group const& group, milliseconds time, unsigned int& index)
+     { return CbEvent::WaitForSingleEvent(group, time, index); }},
     {"Pointers",
      [](Group const& group, unsigned int ms) { return CbEvent::WaitForMultipleEvents(pointersTo(group), ms); },
-     [](Group const& group, unsigned int ms, unsigned int& index) {
-         return CbEvent::WaitForSingleEvent(pointersTo(group), ms, index);
-     },
+     [](Group const& group, unsigned int ms, unsigned int& index)
+     { return CbEvent::WaitForSingleEvent(pointersTo(group), ms, index); },
      [](Group const& group, milliseconds time) { return CbEvent::WaitForMultipleEvents(pointersTo(group), time); },
-     [](Group const& group, milliseconds time, unsigned int& index) {
-         return CbEvent::WaitForSingleEvent(pointersTo(group), time, index);
-     }},
+     [](Group const& group, milliseconds time, unsigned int& index)
+     { return CbEvent::WaitForSingleEvent(pointersTo(group), time, index); }},
 };
 
 class CbEventGroup : public testing::TestWithParam<SForm>
@@ -175,10 +173,12 @@ TEST(CbEventPulse, ReleasesWhoWaits)
 {
     CbEvent const event;
     std::atomic<bool> isReleased = false;
-    std::jthread const waiter([&] {
-        EXPECT_EQ(event.Wait(c_PatienceMs), CbEvent::eWaitSignaled);
-        isReleased = true;
-    });
+    std::jthread const waiter(
+        [&]
+        {
+            EXPECT_EQ(event.Wait(c_PatienceMs), CbEvent::eWaitSignaled);
+            isReleased = true;
+        });
     // Repeated until it meets the wait: a pulse before it is lost by contract.
     while (!isReleased)
     {
@@ -224,13 +224,15 @@ TEST(CbEventWait, OfMinusOneMillisecondWaitsForEver)
 {
     CbEvent const asked(c_Automatic, nullptr);
     CbEvent const answered(c_Automatic, nullptr);
-    std::jthread const other([&] {
-        for (int round = 0; round < 100; ++round)
+    std::jthread const other(
+        [&]
         {
-            EXPECT_EQ(asked.Wait(milliseconds(-1)), CbEvent::eWaitSignaled);
-            answered.Set();
-        }
-    });
+            for (int round = 0; round < 100; ++round)
+            {
+                EXPECT_EQ(asked.Wait(milliseconds(-1)), CbEvent::eWaitSignaled);
+                answered.Set();
+            }
+        });
     for (int round = 0; round < 100; ++round)
     {
         asked.Set();
@@ -242,10 +244,12 @@ TEST(CbEventWait, ShowsWhatWasWrittenBeforeTheSet)
 {
     CbEvent const event;
     int written = 0; // handed over by event
-    std::jthread const reader([&] {
-        EXPECT_EQ(event.Wait(INFINITE), CbEvent::eWaitSignaled);
-        EXPECT_EQ(written, 1);
-    });
+    std::jthread const reader(
+        [&]
+        {
+            EXPECT_EQ(event.Wait(INFINITE), CbEvent::eWaitSignaled);
+            EXPECT_EQ(written, 1);
+        });
     written = 1;
     event.Set();
 }
@@ -253,7 +257,8 @@ TEST(CbEventWait, ShowsWhatWasWrittenBeforeTheSet)
 TEST(CbEventLastError, IsSetToZeroBeforeEachCall)
 {
     CbEvent const event;
-    auto const isCleared = [](auto const& call) {
+    auto const isCleared = [](auto const& call)
+    {
         SetLastError(5);
         call();
         return GetLastError() == 0;
@@ -272,7 +277,8 @@ TEST(CbEventLastError, IsTheSystemsReasonOnAnEventWithoutAHandle)
 {
     CBroken const broken("reasons");
     EXPECT_EQ(handleOf(broken.event), nullptr);
-    auto const reasonOf = [](auto const& call) {
+    auto const reasonOf = [](auto const& call)
+    {
         SetLastError(c_Untouched);
         call();
         return GetLastError();
@@ -375,41 +381,47 @@ TEST(CbEventCopy, ToItselfEndsWithoutAUsableHandle)
 TEST(CbEventHandles, AreNotLeftByAHundredThousandCopies)
 {
     CbEvent const event;
-    EXPECT_EQ(synctest::handlesLeftBy([&event] {
-                  for (int n = 0; n < 100'000; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  [&event]
                   {
-                      CbEvent const copy(event);
-                  }
-              }),
+                      for (int n = 0; n < 100'000; ++n)
+                      {
+                          CbEvent const copy(event);
+                      }
+                  }),
               0);
 }
 
 TEST(CbEventHandles, AreNotLeftByAssignments)
 {
-    EXPECT_EQ(synctest::handlesLeftBy([] {
-                  CbEvent const event;
-                  CbEvent target;
-                  CbEvent const& same = target;
-                  for (int n = 0; n < 1'000; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  []
                   {
-                      target = event;
-                      target = same;
-                      target = same;
-                  }
-              }),
+                      CbEvent const event;
+                      CbEvent target;
+                      CbEvent const& same = target;
+                      for (int n = 0; n < 1'000; ++n)
+                      {
+                          target = event;
+                          target = same;
+                          target = same;
+                      }
+                  }),
               0);
 }
 
 TEST(CbEventHandles, AreNotLeftByFailedCreations)
 {
     CBroken const broken("failed-events");
-    EXPECT_EQ(synctest::handlesLeftBy([] {
-                  for (int n = 0; n < 100; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  []
                   {
-                      CBroken const another("failed-events");
-                      EXPECT_FALSE(another.event.Set());
-                  }
-              }),
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          CBroken const another("failed-events");
+                          EXPECT_FALSE(another.event.Set());
+                      }
+                  }),
               0);
 }
 
@@ -595,12 +607,14 @@ TEST_P(CbEventGroup, IsReleasedByAnotherThread)
 {
     Group const group(3);
     {
-        std::jthread const setter([&] {
-            for (CbEvent const& event : group)
+        std::jthread const setter(
+            [&]
             {
-                event.Set();
-            }
-        });
+                for (CbEvent const& event : group)
+                {
+                    event.Set();
+                }
+            });
         EXPECT_EQ(waitForAll(group, c_PatienceMs), CbEvent::eWaitSignaled);
     }
     Group const others(3);
@@ -613,25 +627,27 @@ TEST_P(CbEventGroup, IsReleasedByAnotherThread)
 
 TEST_P(CbEventGroup, LeavesNoHandleWhateverTheResult)
 {
-    EXPECT_EQ(synctest::handlesLeftBy([this] {
-                  Group group(3);
-                  Group const tooMany(65);
-                  for (int n = 0; n < 100; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  [this]
                   {
-                      waitForAll(group, 0);
-                      waitForAny(group, 0);
-                      waitForAll(tooMany, 0);
-                      group[0].Set();
-                      waitForAny(group, 0);
-                  }
-                  CbEvent const& same = group[1];
-                  group[1] = same;
-                  for (int n = 0; n < 100; ++n)
-                  {
-                      EXPECT_EQ(waitForAll(group, 0), CbEvent::eWaitFailed);
-                      EXPECT_EQ(waitForAny(group, 0), CbEvent::eWaitFailed);
-                  }
-              }),
+                      Group group(3);
+                      Group const tooMany(65);
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          waitForAll(group, 0);
+                          waitForAny(group, 0);
+                          waitForAll(tooMany, 0);
+                          group[0].Set();
+                          waitForAny(group, 0);
+                      }
+                      CbEvent const& same = group[1];
+                      group[1] = same;
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          EXPECT_EQ(waitForAll(group, 0), CbEvent::eWaitFailed);
+                          EXPECT_EQ(waitForAny(group, 0), CbEvent::eWaitFailed);
+                      }
+                  }),
               0);
 }
 
@@ -651,14 +667,16 @@ TEST(CbEventStress, EverySetReleasesTheWaiterOnce)
     CbEvent const ready(c_Automatic, nullptr);
     CbEvent const taken(c_Automatic, nullptr);
     int value = 0; // handed back and forth by the events
-    std::jthread const consumer([&] {
-        for (int n = 0; n < c_Rounds; ++n)
+    std::jthread const consumer(
+        [&]
         {
-            ASSERT_EQ(ready.Wait(c_PatienceMs), CbEvent::eWaitSignaled) << "round " << n;
-            ++value;
-            taken.Set();
-        }
-    });
+            for (int n = 0; n < c_Rounds; ++n)
+            {
+                ASSERT_EQ(ready.Wait(c_PatienceMs), CbEvent::eWaitSignaled) << "round " << n;
+                ++value;
+                taken.Set();
+            }
+        });
     for (int round = 0; round < c_Rounds; ++round)
     {
         ready.Set();
@@ -680,17 +698,19 @@ TEST(CbEventStress, WaitsForAllDoNotShareAnAutomaticEvent)
         std::vector<std::jthread> threads;
         for (int n = 0; n < 4; ++n)
         {
-            threads.emplace_back([&] {
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    ASSERT_EQ(CbEvent::WaitForMultipleEvents(group, c_PatienceMs), CbEvent::eWaitSignaled);
-                    ++count;
-                    for (CbEvent const& event : group)
+                    for (int round = 0; round < c_Rounds; ++round)
                     {
-                        event.Set();
+                        ASSERT_EQ(CbEvent::WaitForMultipleEvents(group, c_PatienceMs), CbEvent::eWaitSignaled);
+                        ++count;
+                        for (CbEvent const& event : group)
+                        {
+                            event.Set();
+                        }
                     }
-                }
-            });
+                });
         }
     }
     EXPECT_EQ(count, 4 * c_Rounds);

@@ -34,11 +34,13 @@ HANDLE handleOf(CbMutex const& mutex)
 // What another thread finds; it leaves again what it entered.
 CbMutex::EState lookFromAnotherThread(CbMutex& mutex)
 {
-    return onAnotherThread([&] {
-        CbMutex::EState const state = mutex.TryEnter();
-        mutex.Leave();
-        return state;
-    });
+    return onAnotherThread(
+        [&]
+        {
+            CbMutex::EState const state = mutex.TryEnter();
+            mutex.Leave();
+            return state;
+        });
 }
 
 // A mutex that could not be made: the name belongs to an event.
@@ -105,11 +107,13 @@ TEST(CbMutexEnter, WaitsUntilTheOtherThreadLeaves)
     CbMutex mutex(nullptr);
     EXPECT_EQ(mutex.TryEnter(), CbMutex::eMutexEntered);
     int written = 0; // guarded by mutex
-    std::jthread const waiter([&] {
-        EXPECT_EQ(mutex.Enter(INFINITE), CbMutex::eMutexEntered);
-        EXPECT_EQ(written, 1);
-        mutex.Leave();
-    });
+    std::jthread const waiter(
+        [&]
+        {
+            EXPECT_EQ(mutex.Enter(INFINITE), CbMutex::eMutexEntered);
+            EXPECT_EQ(written, 1);
+            mutex.Leave();
+        });
     written = 1;
     mutex.Leave();
 }
@@ -134,13 +138,16 @@ TEST(CbMutexName, MakesTwoObjectsOneMutexForTwoThreads)
     EXPECT_TRUE(mine.IsValid());
     EXPECT_EQ(mine.TryEnter(), CbMutex::eMutexEntered);
 
-    auto const lookByName = [&] {
-        return onAnotherThread([&] {
-            CbMutex theirs(name.c_str());
-            CbMutex::EState const state = theirs.TryEnter();
-            theirs.Leave();
-            return state;
-        });
+    auto const lookByName = [&]
+    {
+        return onAnotherThread(
+            [&]
+            {
+                CbMutex theirs(name.c_str());
+                CbMutex::EState const state = theirs.TryEnter();
+                theirs.Leave();
+                return state;
+            });
     };
     EXPECT_EQ(lookByName(), CbMutex::eMutexTimeout);
     mine.Leave();
@@ -179,14 +186,16 @@ TEST(CbMutexStress, TwoObjectsOfOneNameExcludeTheirThreads)
         std::vector<std::jthread> threads;
         for (int n = 0; n < 2; ++n)
         {
-            threads.emplace_back([&] {
-                CbMutex mutex(name.c_str());
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    CbMutexAuto const holder(mutex);
-                    ++count;
-                }
-            });
+                    CbMutex mutex(name.c_str());
+                    for (int round = 0; round < c_Rounds; ++round)
+                    {
+                        CbMutexAuto const holder(mutex);
+                        ++count;
+                    }
+                });
         }
     }
     EXPECT_EQ(count, 2 * c_Rounds);
@@ -201,13 +210,15 @@ TEST(CbMutexStress, OneObjectExcludesManyThreads)
         std::vector<std::jthread> threads;
         for (int n = 0; n < 4; ++n)
         {
-            threads.emplace_back([&] {
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    CbMutexAuto const holder(mutex);
-                    ++count;
-                }
-            });
+                    for (int round = 0; round < c_Rounds; ++round)
+                    {
+                        CbMutexAuto const holder(mutex);
+                        ++count;
+                    }
+                });
         }
     }
     EXPECT_EQ(count, 4 * c_Rounds);
@@ -296,11 +307,13 @@ TEST(CbMutexLeave, ByAThreadThatIsNotInsideFailsWith288AndChangesNothing)
 {
     CbMutex mutex(nullptr);
     EXPECT_EQ(mutex.TryEnter(), CbMutex::eMutexEntered);
-    EXPECT_EQ(onAnotherThread([&] {
-                  SetLastError(c_Untouched);
-                  mutex.Leave();
-                  return GetLastError();
-              }),
+    EXPECT_EQ(onAnotherThread(
+                  [&]
+                  {
+                      SetLastError(c_Untouched);
+                      mutex.Leave();
+                      return GetLastError();
+                  }),
               288u);
     EXPECT_EQ(lookFromAnotherThread(mutex), CbMutex::eMutexTimeout);
     mutex.Leave();
@@ -308,31 +321,35 @@ TEST(CbMutexLeave, ByAThreadThatIsNotInsideFailsWith288AndChangesNothing)
 
 TEST(CbMutexHandles, AreAllClosed)
 {
-    EXPECT_EQ(synctest::handlesLeftBy([] {
-                  for (int n = 0; n < 100; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  []
                   {
-                      CbMutex mutex(nullptr);
-                      CbMutex copy(mutex);
-                      CbMutex moved(std::move(copy));
-                      CbMutex assigned(nullptr);
-                      assigned = mutex;
-                      mutex = std::move(assigned);
-                      CbMutex& same = moved;
-                      moved = same;
-                  }
-              }),
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          CbMutex mutex(nullptr);
+                          CbMutex copy(mutex);
+                          CbMutex moved(std::move(copy));
+                          CbMutex assigned(nullptr);
+                          assigned = mutex;
+                          mutex = std::move(assigned);
+                          CbMutex& same = moved;
+                          moved = same;
+                      }
+                  }),
               0);
 }
 
 TEST(CbMutexHandles, AreNotLeftByFailedCreations)
 {
     CRefused const refused("failed-creations");
-    EXPECT_EQ(synctest::handlesLeftBy([&] {
-                  for (int n = 0; n < 100; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  [&]
                   {
-                      CbMutex const mutex(refused.GetName());
-                  }
-              }),
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          CbMutex const mutex(refused.GetName());
+                      }
+                  }),
               0);
 }
 

@@ -40,20 +40,22 @@ enum EHeld
 
 EHeld howHeld(CbReadWriteLock const& lock)
 {
-    return synctest::onAnotherThread([&] {
-        SRWLOCK& slimLock = slimLockOf(lock);
-        if (TryAcquireSRWLockExclusive(&slimLock))
+    return synctest::onAnotherThread(
+        [&]
         {
-            ReleaseSRWLockExclusive(&slimLock);
-            return eFree;
-        }
-        if (TryAcquireSRWLockShared(&slimLock))
-        {
-            ReleaseSRWLockShared(&slimLock);
-            return eShared;
-        }
-        return eExclusive;
-    });
+            SRWLOCK& slimLock = slimLockOf(lock);
+            if (TryAcquireSRWLockExclusive(&slimLock))
+            {
+                ReleaseSRWLockExclusive(&slimLock);
+                return eFree;
+            }
+            if (TryAcquireSRWLockShared(&slimLock))
+            {
+                ReleaseSRWLockShared(&slimLock);
+                return eShared;
+            }
+            return eExclusive;
+        });
 }
 } // namespace
 
@@ -62,6 +64,7 @@ TEST(INonCopyable, MakesWhatDerivesFromItNeitherCopyableNorAssignable)
     class CDerived : public INonCopyable
     {
     };
+
     EXPECT_FALSE(std::is_copy_constructible_v<CDerived>);
     EXPECT_FALSE(std::is_copy_assignable_v<CDerived>);
     EXPECT_TRUE(std::is_default_constructible_v<CDerived>);
@@ -190,21 +193,25 @@ TEST(CbReadWriteLockStress, ReadersSeeWholeChanges)
         std::vector<std::jthread> threads;
         for (int n = 0; n < 2; ++n)
         {
-            threads.emplace_back([&] {
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    Auto const holder(lock, Auto::eLockExclusive);
-                    ++values[0];
-                    ++values[1];
-                }
-            });
-            threads.emplace_back([&] {
-                for (int round = 0; round < c_Rounds; ++round)
+                    for (int round = 0; round < c_Rounds; ++round)
+                    {
+                        Auto const holder(lock, Auto::eLockExclusive);
+                        ++values[0];
+                        ++values[1];
+                    }
+                });
+            threads.emplace_back(
+                [&]
                 {
-                    Auto const holder(lock, Auto::eLockShared);
-                    halves += values[0] == values[1] ? 0 : 1;
-                }
-            });
+                    for (int round = 0; round < c_Rounds; ++round)
+                    {
+                        Auto const holder(lock, Auto::eLockShared);
+                        halves += values[0] == values[1] ? 0 : 1;
+                    }
+                });
         }
     }
     EXPECT_EQ(halves, 0);

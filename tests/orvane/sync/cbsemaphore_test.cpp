@@ -78,10 +78,12 @@ TEST(CbSemaphore, GivesAResourceToAThreadThatWaits)
     CbSemaphore semaphore(1, nullptr);
     EXPECT_TRUE(semaphore.Enter(0));
     int written = 0; // handed over with the resource
-    std::jthread const waiter([&] {
-        EXPECT_TRUE(semaphore.Enter(INFINITE));
-        EXPECT_EQ(written, 1);
-    });
+    std::jthread const waiter(
+        [&]
+        {
+            EXPECT_TRUE(semaphore.Enter(INFINITE));
+            EXPECT_EQ(written, 1);
+        });
     written = 1;
     semaphore.Leave();
 }
@@ -112,13 +114,15 @@ TEST(CbSemaphore, OfANameOfAnotherKindIsRefusedWithoutAHandleLeft)
     std::string const name = uniqueName("kind-clash");
     CbMutex const mutex(name.c_str());
     EXPECT_EQ(errorOf(1, name.c_str()), 6u);
-    EXPECT_EQ(synctest::handlesLeftBy([&] {
-                  for (int n = 0; n < 100; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  [&]
                   {
-                      EXPECT_EQ(errorOf(1, name.c_str()), 6u);
-                      EXPECT_EQ(errorOf(0, nullptr), 87u);
-                  }
-              }),
+                      for (int n = 0; n < 100; ++n)
+                      {
+                          EXPECT_EQ(errorOf(1, name.c_str()), 6u);
+                          EXPECT_EQ(errorOf(0, nullptr), 87u);
+                      }
+                  }),
               0);
 }
 
@@ -150,13 +154,15 @@ TEST(CbSemaphoreCopy, IsTheSameSemaphoreWithTheSameCount)
 
 TEST(CbSemaphoreCopy, LeavesNoHandle)
 {
-    EXPECT_EQ(synctest::handlesLeftBy([] {
-                  CbSemaphore const semaphore(1, nullptr);
-                  for (int n = 0; n < 1'000; ++n)
+    EXPECT_EQ(synctest::handlesLeftBy(
+                  []
                   {
-                      CbSemaphore const copy(semaphore);
-                  }
-              }),
+                      CbSemaphore const semaphore(1, nullptr);
+                      for (int n = 0; n < 1'000; ++n)
+                      {
+                          CbSemaphore const copy(semaphore);
+                      }
+                  }),
               0);
 }
 
@@ -213,15 +219,17 @@ TEST(CbSemaphoreStress, NeverHasMoreInsideThanResources)
         std::vector<std::jthread> threads;
         for (int n = 0; n < 5; ++n)
         {
-            threads.emplace_back([&] {
-                for (int round = 0; round < c_Rounds; ++round)
+            threads.emplace_back(
+                [&]
                 {
-                    EXPECT_TRUE(semaphore.Enter(c_PatienceMs));
-                    tooMany += ++inside > c_Resources ? 1 : 0;
-                    --inside;
-                    semaphore.Leave();
-                }
-            });
+                    for (int round = 0; round < c_Rounds; ++round)
+                    {
+                        EXPECT_TRUE(semaphore.Enter(c_PatienceMs));
+                        tooMany += ++inside > c_Resources ? 1 : 0;
+                        --inside;
+                        semaphore.Leave();
+                    }
+                });
         }
     }
     EXPECT_EQ(tooMany, 0);

@@ -58,10 +58,12 @@ TEST(CriticalSectionPosix, ALeaveByAThreadThatIsNotInsideChangesNothing)
     EXPECT_EQ(section.RecursionCount, 0);
 
     EnterCriticalSection(&section);
-    onAnotherThread([&] {
-        LeaveCriticalSection(&section);
-        EXPECT_FALSE(TryEnterCriticalSection(&section));
-    });
+    onAnotherThread(
+        [&]
+        {
+            LeaveCriticalSection(&section);
+            EXPECT_FALSE(TryEnterCriticalSection(&section));
+        });
     EXPECT_EQ(section.RecursionCount, 1);
     LeaveCriticalSection(&section);
     EXPECT_TRUE(TryEnterCriticalSection(&section));
@@ -76,16 +78,18 @@ TEST(CriticalSectionPosix, LeavesErrnoAloneWhenItWaitsAndWhenItWakes)
     std::vector<std::jthread> threads;
     for (int n = 0; n < 4; ++n)
     {
-        threads.emplace_back([&] {
-            errno = ERANGE;
-            for (int round = 0; round < 5'000; ++round)
+        threads.emplace_back(
+            [&]
             {
-                EnterCriticalSection(&section);
+                errno = ERANGE;
+                for (int round = 0; round < 5'000; ++round)
+                {
+                    EnterCriticalSection(&section);
+                    EXPECT_EQ(errno, ERANGE);
+                    LeaveCriticalSection(&section);
+                }
                 EXPECT_EQ(errno, ERANGE);
-                LeaveCriticalSection(&section);
-            }
-            EXPECT_EQ(errno, ERANGE);
-        });
+            });
     }
     threads.clear();
     DeleteCriticalSection(&section);
@@ -96,17 +100,21 @@ TEST(SlimLockPosix, AReaderWaitsBehindAWriterThatWaits)
     SRWLOCK lock = SRWLOCK_INIT;
     std::atomic<bool> hasWritten = false;
     AcquireSRWLockShared(&lock);
-    std::jthread const writer([&] {
-        AcquireSRWLockExclusive(&lock);
-        hasWritten = true;
-        ReleaseSRWLockExclusive(&lock);
-    });
+    std::jthread const writer(
+        [&]
+        {
+            AcquireSRWLockExclusive(&lock);
+            hasWritten = true;
+            ReleaseSRWLockExclusive(&lock);
+        });
     awaitWaitingWriter(lock);
-    std::jthread const reader([&] {
-        AcquireSRWLockShared(&lock);
-        EXPECT_TRUE(hasWritten);
-        ReleaseSRWLockShared(&lock);
-    });
+    std::jthread const reader(
+        [&]
+        {
+            AcquireSRWLockShared(&lock);
+            EXPECT_TRUE(hasWritten);
+            ReleaseSRWLockShared(&lock);
+        });
 
     EXPECT_FALSE(hasWritten);
     ReleaseSRWLockShared(&lock);
@@ -119,22 +127,26 @@ TEST(SlimLockPosix, ReadersThatWaitGoBeforeTheNextWriter)
     std::atomic<bool> hasRead = false;
     std::atomic<bool> isWritten = false;
     AcquireSRWLockShared(&lock);
-    std::jthread const first([&] {
-        AcquireSRWLockExclusive(&lock);
-        awaitWaitingReader(lock);
-        ReleaseSRWLockExclusive(&lock);
-        AcquireSRWLockExclusive(&lock);
-        EXPECT_TRUE(hasRead);
-        isWritten = true;
-        ReleaseSRWLockExclusive(&lock);
-    });
+    std::jthread const first(
+        [&]
+        {
+            AcquireSRWLockExclusive(&lock);
+            awaitWaitingReader(lock);
+            ReleaseSRWLockExclusive(&lock);
+            AcquireSRWLockExclusive(&lock);
+            EXPECT_TRUE(hasRead);
+            isWritten = true;
+            ReleaseSRWLockExclusive(&lock);
+        });
     awaitWaitingWriter(lock);
-    std::jthread const reader([&] {
-        AcquireSRWLockShared(&lock);
-        EXPECT_FALSE(isWritten);
-        hasRead = true;
-        ReleaseSRWLockShared(&lock);
-    });
+    std::jthread const reader(
+        [&]
+        {
+            AcquireSRWLockShared(&lock);
+            EXPECT_FALSE(isWritten);
+            hasRead = true;
+            ReleaseSRWLockShared(&lock);
+        });
     ReleaseSRWLockShared(&lock);
 }
 
@@ -162,10 +174,12 @@ TEST(SlimLockPosix, IsFreeAfterAHandOver)
 {
     SRWLOCK lock = SRWLOCK_INIT;
     AcquireSRWLockExclusive(&lock);
-    std::jthread reader([&] {
-        AcquireSRWLockShared(&lock);
-        ReleaseSRWLockShared(&lock);
-    });
+    std::jthread reader(
+        [&]
+        {
+            AcquireSRWLockShared(&lock);
+            ReleaseSRWLockShared(&lock);
+        });
     awaitWaitingReader(lock);
     ReleaseSRWLockExclusive(&lock);
     reader.join();

@@ -24,9 +24,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "gtest/gtest.h"
 #include "namedfile.h"
 #include "platform/platform.h"
+#include "gtest/gtest.h"
 
 namespace
 {
@@ -255,7 +255,9 @@ void report()
 struct SArena
 {
     explicit SArena(const std::string& name)
-        : event(autoEvent(name + "-e")), lock(mutex(name + "-m")), units(semaphore(name + "-s", 0, 1'000'000))
+        : event(autoEvent(name + "-e")),
+          lock(mutex(name + "-m")),
+          units(semaphore(name + "-s", 0, 1'000'000))
     {
     }
 
@@ -405,11 +407,14 @@ class CWaiter
 {
 public:
     CWaiter(std::vector<HANDLE> handles, BOOL waitAll)
-        : m_thread([this, handles, waitAll] {
-              m_id = gettid();
-              m_result = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), waitAll, c_PatienceMs);
-              m_isDone = true;
-          })
+        : m_thread(
+              [this, handles, waitAll]
+              {
+                  m_id = gettid();
+                  m_result =
+                      WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), waitAll, c_PatienceMs);
+                  m_isDone = true;
+              })
     {
         while (m_id == 0 || (!m_isDone && !isAsleep(m_id)))
         {
@@ -1221,6 +1226,7 @@ TEST(NamedMixed, WaitOfAThreadThatIsEndedTakesNothing)
     {
         HANDLE handles[2];
     };
+
     const CHandle named = autoEvent(freshName());
     const CHandle unnamed(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     SHandles handles = {{named, unnamed}};
@@ -1245,10 +1251,17 @@ TEST(NamedMixed, WaitOfAThreadThatIsEndedTakesNothing)
     }
 }
 
+// A process whose effective user is not its own is not for others, nor for its own tools, to look into; this one is.
+static void makeInspectable()
+{
+    prctl(PR_SET_DUMPABLE, 1);
+}
+
 int main(int argc, char** argv)
 {
     if (argc > 2 && std::strcmp(argv[1], "--child") == 0)
     {
+        makeInspectable();
         return runChild(std::vector<std::string>(argv + 2, argv + argc));
     }
     testing::InitGoogleTest(&argc, argv);
@@ -1258,7 +1271,7 @@ int main(int argc, char** argv)
         {
             return c_Wrong;
         }
-        prctl(PR_SET_DUMPABLE, 1); // or what /proc says about this process is not for it to see
+        makeInspectable();
     }
     const int result = RUN_ALL_TESTS();
     if (isAlone())

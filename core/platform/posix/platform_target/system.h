@@ -11,8 +11,8 @@
 
 #include "platform/export.h"
 #include "platform_target/kernel.h"
-#include "platform_target/threads.h"
 #include "platform_target/locks.h"
+#include "platform_target/threads.h"
 #include "platform_target/types.h"
 
 using HLOCAL = void*;
@@ -114,8 +114,8 @@ ORVANE_PLATFORM_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR t
 /// Surrogates and values beyond U+10FFFF become U+FFFD, or fail with 1113 under that flag.
 /// Reports: as there; 87 also for a default character or the address of a flag for its use, which UTF-8 has no use for;
 /// 534 for a result that an int cannot count.
-ORVANE_PLATFORM_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR target, int size,
-                                            LPCSTR defaultChar, BOOL* usedDefaultChar) noexcept;
+ORVANE_PLATFORM_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR target,
+                                            int size, LPCSTR defaultChar, BOOL* usedDefaultChar) noexcept;
 
 // ---- formatting
 //
