@@ -113,7 +113,7 @@ std::size_t encodeOne(wchar_t character, unsigned char* units, std::size_t index
 }
 
 // The number of units before the first NUL, or `length`.
-std::size_t countToNul(unsigned char const* units, std::size_t length)
+[[maybe_unused]] std::size_t countToNul(unsigned char const* units, std::size_t length)
 {
     std::size_t i = 0;
     while (length - i >= c_Step && isZero(nulsOf(load(units + i * 2), load(units + i * 2 + 16))))
@@ -129,7 +129,7 @@ std::size_t countToNul(unsigned char const* units, std::size_t length)
 
 // Where a character and a unit are the same thing.
 template <bool t_EndsAtNul>
-std::size_t copyUnits(unsigned char const* from, std::size_t length, unsigned char* to)
+[[maybe_unused]] std::size_t copyUnits(unsigned char const* from, std::size_t length, unsigned char* to)
 {
     std::size_t const count = t_EndsAtNul ? countToNul(from, length) : length;
     if (count != 0)
