@@ -1,5 +1,5 @@
-// Every way to cut a stream short and every damaged bit ends in a value or in a documented exception, without a leak, and
-// in the same one whether a memory stream takes values in place or a stream of another kind delivers them.
+// Every way to cut a stream short and every damaged bit ends in a value or in a documented exception, without a leak,
+// and in the same one whether a memory stream takes values in place or a stream of another kind delivers them.
 
 #include <algorithm>
 #include <memory>

@@ -24,8 +24,10 @@ struct SECURITY_ATTRIBUTES;
 
 /// An event, automatic or manual in its reset. A name (not null, not empty) is shared by the user's processes: where an
 /// object of that name exists it is opened, its reset mode and state stay, and the last error is 183 (0 otherwise).
-/// Reports: null with the last error: 6 where the name belongs to another kind, 206 for a name above 260 characters, 8
-/// without memory, 5 where the name is not the user's own.
+/// Names tell cases apart. "Local\" and "Global\" may stand before them and mean the same here: the user's own names.
+/// Reports: null with the last error: 6 where the name belongs to another kind, 206 for a name above 260 characters, 161
+/// for one that begins with a backslash and 3 for one with a backslash elsewhere, 123 for a prefix alone, 4 without
+/// descriptors, 8 without memory, 5 where the folder of the names (/dev/shm/orvane-<user id>) is not the user's alone.
 ORVANE_PLATFORM_API HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState,
                                         LPCWSTR name) noexcept;
 
