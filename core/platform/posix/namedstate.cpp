@@ -118,11 +118,12 @@ std::uint32_t SharedObject::owedIn(State const& state) const noexcept
     return sum;
 }
 
-// Waiters that nothing is owed to.
+// Waiters that nothing is owed to. The two counts may have been caught in between by a kill.
 std::uint32_t SharedObject::unservedIn(State const& state) const noexcept
 {
     std::uint32_t const owed = owedIn(state);
-    return m_waiters > owed ? m_waiters - owed : 0;
+    std::uint32_t const waiters = std::min(m_waiters, m_sleepers);
+    return waiters > owed ? waiters - owed : 0;
 }
 
 // Owes `count` signals to those that wait now.
