@@ -51,8 +51,9 @@ void CRowReporter::ReportRuns(const std::vector<Run>& runs)
         const std::string& name = run.run_name.function_name;
         const std::size_t slash = name.rfind('/');
         const std::string threads = run.threads > 1 ? ", " + std::to_string(run.threads) + " threads" : "";
+        const bool isReal = run.threads > 1 || run.run_name.time_type == "real_time";
         m_medians[run.family_index] = {name.substr(0, slash) + threads, name.substr(slash + 1),
-                                       run.threads > 1 ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime()};
+                                       isReal ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime()};
     }
 }
 
