@@ -432,7 +432,7 @@ void waitAllPoll(benchmark::State& state)
 
 // ---- ping-pong: one time is the way from a Set to the other thread's return from its wait and back
 
-void runOn(int processor)
+void runOn(unsigned int processor)
 {
     cpu_set_t processors;
     CPU_ZERO(&processors);
@@ -461,7 +461,7 @@ private:
 };
 
 template <class TEvent>
-void pingPong(benchmark::State& state, int otherProcessor)
+void pingPong(benchmark::State& state, unsigned int otherProcessor)
 {
     constexpr int c_RoundsPerIteration = 100;
     const CProcessors keeper;

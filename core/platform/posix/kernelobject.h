@@ -116,8 +116,9 @@ struct Parking
 {
     std::atomic<std::uint32_t> token{0}; // 0 awake, 1 asleep, 2 woken
     std::uint32_t threadId = 0;
-    std::uint32_t spinBudget = 200; // pauses worth spending before sleeping
-    std::uint32_t probe = 0;
+    std::uint32_t lookNs = 8'000;  // how long to look before sleeping; 0: not at all, but for probes
+    std::uint32_t probeEvery = 64; // waits
+    std::uint32_t waitsSinceProbe = 0;
     std::atomic<bool> hasOwnedMutex{false};
     ThreadRecord* thread = nullptr;     // the thread's record, once it has one
     WaitOperation* operation = nullptr; // the wait that is queued at objects, until it is withdrawn

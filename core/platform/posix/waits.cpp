@@ -1,5 +1,8 @@
 // Waiting for one object, for one of several, for all of several.
 
+#include <algorithm>
+#include <ctime>
+
 #include "deadline.h"
 #include "kernelobject.h"
 #include "nosuspend.h"
@@ -69,37 +72,69 @@ Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
 
 // ---- sleeping
 
-constexpr std::uint32_t c_MaximumSpin = 400; // pauses; some microseconds, about what a sleep across processors costs
-constexpr std::uint32_t c_ProbeSpin = 50;
-constexpr std::uint32_t c_ProbeEvery = 64;
+constexpr std::uint32_t c_LongestLookNs = 40'000; // about what falling asleep and being woken across processors cost
+constexpr std::uint32_t c_ShortestLookNs = 1'000; // below that a look is not worth its clock
+constexpr std::uint32_t c_LooksPerClock = 8;
+constexpr std::uint32_t c_MostOftenProbe = 64; // waits from one probe to the next
+constexpr std::uint32_t c_LeastOftenProbe = 1024;
+
+std::uint64_t steadyNs() noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+}
 
 bool isDecided(WaitOperation const& operation) noexcept
 {
     return operation.state.load(std::memory_order_acquire) != WaitOperation::c_Waiting;
 }
 
+// How long the wait took to be decided while the thread looked at it, in nanoseconds; more than the limit if it was not.
+std::uint64_t lookUntilDecided(WaitOperation const& operation, std::uint64_t limitNs) noexcept
+{
+    std::uint64_t const begin = steadyNs();
+    std::uint64_t elapsed = 0;
+    do
+    {
+        for (std::uint32_t i = 0; i < c_LooksPerClock; ++i)
+        {
+            if (isDecided(operation))
+            {
+                return elapsed;
+            }
+            spinPause();
+        }
+        elapsed = steadyNs() - begin;
+    } while (elapsed <= limitNs);
+    return elapsed;
+}
+
 // Looks at the wait for a while before the thread sleeps. How long adapts to what it brought lately: on one processor,
-// or with slow partners, that is soon nothing, but for a probe now and then.
+// or with slow partners, that is soon nothing, but for a probe now and then. A probe is as long as two wakes: it must
+// outlast the wake of a partner who sleeps as well, or two threads that could look for each other would never find out.
 bool spinUntilDecided(WaitOperation const& operation, Parking& own) noexcept
 {
-    if (own.spinBudget == 0)
+    bool const isProbe = own.lookNs == 0;
+    if (isProbe)
     {
-        if (++own.probe % c_ProbeEvery != 0)
+        if (++own.waitsSinceProbe < own.probeEvery)
         {
             return false;
         }
-        own.spinBudget = c_ProbeSpin;
+        own.waitsSinceProbe = 0;
     }
-    for (std::uint32_t i = 0; i < own.spinBudget; ++i)
+    std::uint64_t const limit = isProbe ? c_LongestLookNs : own.lookNs;
+    std::uint64_t const elapsed = lookUntilDecided(operation, limit);
+    if (elapsed <= limit)
     {
-        if (isDecided(operation))
-        {
-            own.spinBudget = own.spinBudget * 2 < c_MaximumSpin ? own.spinBudget * 2 : c_MaximumSpin;
-            return true;
-        }
-        spinPause();
+        own.lookNs =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(c_LongestLookNs, 2 * elapsed + 4 * c_ShortestLookNs));
+        own.probeEvery = c_MostOftenProbe;
+        return true;
     }
-    own.spinBudget /= 2;
+    own.lookNs = own.lookNs / 2 < c_ShortestLookNs ? 0 : own.lookNs / 2;
+    own.probeEvery = std::min(c_LeastOftenProbe, isProbe ? own.probeEvery * 2 : own.probeEvery);
     return false;
 }
 
