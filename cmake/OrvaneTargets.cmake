@@ -39,6 +39,11 @@ function(orvane_add_library name)
   add_library(Orvane::${arg_ALIAS} ALIAS ${name})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:orvane_options> Threads::Threads)
+  if(NOT WIN32)
+    # No program replaces single functions of a library of ours: calls within one need not allow for it, and those into
+    # another go through its address without a jump in between.
+    target_compile_options(${name} PRIVATE -fno-semantic-interposition -fno-plt)
+  endif()
   set_target_properties(${name} PROPERTIES
     EXPORT_NAME ${arg_ALIAS}
     CXX_EXTENSIONS OFF
