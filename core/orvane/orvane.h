@@ -4,6 +4,10 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/container/cblistbaseintermediate.h"
+#include "orvane/container/cbmap.h"
+#include "orvane/container/cbnodelinked.h"
+#include "orvane/container/cbplexmanager.h"
 #include "orvane/exception/cbcheckreturn.h"
 #include "orvane/exception/cbexception.h"
 #include "orvane/exception/cbexceptioncondition.h"
