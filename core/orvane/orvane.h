@@ -22,6 +22,8 @@
 #include "orvane/exception/cblatesterror.h"
 #include "orvane/exception/condition.h"
 #include "orvane/exception/raisesite.h"
+#include "orvane/memory/cbreferencecounter.h"
+#include "orvane/memory/cbsmartpointer.h"
 #include "orvane/object/cbaserializable.h"
 #include "orvane/object/classrecord.h"
 #include "orvane/stream/cbarray_serializer.h"
