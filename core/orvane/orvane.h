@@ -38,6 +38,7 @@
 #include "orvane/text/cbformat.h"
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
+#include "orvane/thread/cbchannel.h"
 #include "orvane/value/cbwrappers.h"
 
 #endif // ORVANE_ORVANE_H
