@@ -4,6 +4,8 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/datetime/cbperformancecounter.h"
+#include "orvane/datetime/cbtimer.h"
 #include "orvane/exception/cbcheckreturn.h"
 #include "orvane/exception/cbexception.h"
 #include "orvane/exception/cbexceptioncondition.h"
@@ -19,6 +21,7 @@
 #include "orvane/exception/condition.h"
 #include "orvane/exception/raisesite.h"
 #include "orvane/memory/cbreferencecounter.h"
+#include "orvane/memory/cbsingleton.h"
 #include "orvane/memory/cbsmartpointer.h"
 #include "orvane/object/cbaserializable.h"
 #include "orvane/object/classrecord.h"
