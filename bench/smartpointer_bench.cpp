@@ -5,8 +5,11 @@
 #include <utility>
 
 #include <benchmark/benchmark.h>
+
+#ifdef ORVANE_BENCH_BOOST
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
+#endif
 
 #include "orvane/memory/cbsmartpointer.h"
 #include "support/benchmain.h"
@@ -30,6 +33,7 @@ private:
     CbReferenceCounter<unsigned int> m_counter;
 };
 
+#ifdef ORVANE_BENCH_BOOST
 class alignas(128) CIntrusive : public boost::intrusive_ref_counter<CIntrusive, boost::thread_safe_counter>
 {
 public:
@@ -37,6 +41,17 @@ public:
 
     long long value = 1;
 };
+
+struct SBoost
+{
+    using Pointer = boost::intrusive_ptr<CIntrusive>;
+
+    static Pointer make()
+    {
+        return Pointer(new CIntrusive);
+    }
+};
+#endif
 
 struct alignas(128) SPlain
 {
@@ -50,16 +65,6 @@ struct SOrvane
     static Pointer make()
     {
         return MakeCounted<CCounted>();
-    }
-};
-
-struct SBoost
-{
-    using Pointer = boost::intrusive_ptr<CIntrusive>;
-
-    static Pointer make()
-    {
-        return Pointer(new CIntrusive);
     }
 };
 
@@ -134,6 +139,8 @@ void registerKind(std::string const& library)
 void registerRows()
 {
     registerKind<SOrvane>("orvane");
+#ifdef ORVANE_BENCH_BOOST
     registerKind<SBoost>("boost");
+#endif
     registerKind<SStd>("std");
 }
