@@ -139,6 +139,7 @@ BOOL changeEvent(HANDLE event, std::uint32_t value, bool isPulse) noexcept
         [&](Locked& held)
         {
             held.word = Word::withValue(held.word, value);
+            held.isPulsed = isPulse;
             return static_cast<DWORD>(ERROR_SUCCESS);
         },
         [&](Locked& held)

@@ -442,6 +442,10 @@ void distribute(Locked& held, WakeList& wakes) noexcept
             return;
         }
         next = node.next;
+        if (held.isPulsed && operation.isLook)
+        {
+            continue;
+        }
         if (operation.aim == WaitOperation::Aim::Poke)
         {
             wakes.add(waiter);

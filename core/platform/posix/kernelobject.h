@@ -144,6 +144,7 @@ struct WaitOperation
 
     std::atomic<std::uint32_t> state{c_Waiting}; // then the result of the wait
     Aim aim = Aim::Any;
+    bool isLook = false; // does not block: a pulse passes it over
     std::uint32_t count = 0;
     std::uint32_t hint = 0; // of a wait for all: a member that was not signalled when somebody last looked
     Parking* parking = nullptr;
@@ -186,6 +187,7 @@ public:
     void unlock() noexcept;
 
     std::uint64_t word = 0;
+    bool isPulsed = false; // what is signalled now is for those who block
 
 private:
     KernelObject* m_object = nullptr;

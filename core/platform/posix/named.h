@@ -12,6 +12,7 @@
 //   waiter that is killed in the same moment, the others find out within 100 ms. One thread's end abandons the last 2,048
 //   of its mutexes: that is how far the kernel follows a thread's list.
 // - A process that is stopped, not killed, in the middle of a call keeps the others waiting until it goes on.
+// - A wait for any of several looks at named members one after the other, not at one moment.
 // - In the child of a fork the handles work on. The child owns no mutex, whatever its parent's thread owned.
 // - Without futex_waitv (before Linux 5.16) a wait with several words to sleep on looks once in a millisecond.
 // - Processes that share names share one numbering of processes: containers with one of their own do not mix.

@@ -141,6 +141,17 @@ bool spinUntilDecided(WaitOperation const& operation, Parking& own) noexcept
 // Returns once the wait is decided, by a signaller or by its time.
 void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) noexcept
 {
+    if (isDecided(operation))
+    {
+        return;
+    }
+    if (timeoutMs == 0)
+    {
+        std::uint32_t waiting = WaitOperation::c_Waiting;
+        operation.state.compare_exchange_strong(waiting, WaitOperation::c_TimedOut, std::memory_order_acq_rel,
+                                                std::memory_order_acquire);
+        return;
+    }
     Deadline const deadline(timeoutMs);
     if (spinUntilDecided(operation, own))
     {
@@ -214,7 +225,7 @@ struct WaitFrame
     WaitNode nodes[MAXIMUM_WAIT_OBJECTS];
 };
 
-// Queues up at every object, unless one of them is signalled by now.
+// Queues up at every object, unless one of them is signalled by now. A look does the same, and leaves at once.
 DWORD blockForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs, WaitFrame& frame) noexcept
 {
     Parking& own = *frame.operation.parking;
@@ -282,28 +293,23 @@ DWORD waitForOne(ObjectRef const& ref, DWORD timeoutMs) noexcept
     return blockForAny(&ref, 1, timeoutMs, frame);
 }
 
+// The first object alone can be taken at sight. For the others it must be known that none before them is signalled at
+// that moment, and for a time-out that none is at all: only who stands in the queues of those before can tell.
 DWORD waitForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs) noexcept
 {
-    std::uint32_t const threadId = GetCurrentThreadId();
-    for (std::uint32_t i = 0; i < count; ++i)
+    switch (tryTake(refs[0], GetCurrentThreadId()))
     {
-        switch (tryTake(refs[i], threadId))
-        {
-        case Taking::Taken:
-            return WAIT_OBJECT_0 + i;
-        case Taking::TakenAbandoned:
-            return WAIT_ABANDONED_0 + i;
-        case Taking::Gone:
-            return failWait(ERROR_INVALID_HANDLE);
-        case Taking::NotSignalled:
-            break;
-        }
-    }
-    if (timeoutMs == 0)
-    {
-        return WAIT_TIMEOUT;
+    case Taking::Taken:
+        return WAIT_OBJECT_0;
+    case Taking::TakenAbandoned:
+        return WAIT_ABANDONED_0;
+    case Taking::Gone:
+        return failWait(ERROR_INVALID_HANDLE);
+    case Taking::NotSignalled:
+        break;
     }
     WaitFrame frame(parking(), WaitOperation::Aim::Any, count);
+    frame.operation.isLook = timeoutMs == 0;
     return blockForAny(refs, count, timeoutMs, frame);
 }
 

@@ -467,6 +467,106 @@ TEST(WaitStress, AnEventMayBeClosedAsSoonAsAWaitForItHasReturned)
     setter.join();
 }
 
+namespace
+{
+// A group of manual events and a thread that goes through the same steps with its first and its last again and again.
+class CChangingGroup
+{
+public:
+    using Steps = void (*)(HANDLE first, HANDLE last);
+
+    explicit CChangingGroup(Steps steps)
+        : m_events(makeEvents(MAXIMUM_WAIT_OBJECTS, eManual)),
+          m_handles(m_events.begin(), m_events.end()),
+          m_changer(
+              [this, steps]
+              {
+                  SetEvent(m_handles.front());
+                  while (!m_isOver)
+                  {
+                      steps(m_handles.front(), m_handles.back());
+                      ++m_turns;
+                  }
+              })
+    {
+    }
+
+    CChangingGroup(CChangingGroup const&) = delete;
+    CChangingGroup& operator=(CChangingGroup const&) = delete;
+
+    ~CChangingGroup()
+    {
+        m_isOver = true;
+        m_changer.join();
+    }
+
+    // How often a look at all gave `result`.
+    int countLooksThatGive(DWORD result) const
+    {
+        while (m_turns == 0)
+        {
+            std::this_thread::yield();
+        }
+        int found = 0;
+        // Turns are rare where every call is a round trip; where none is, it takes many to meet in the middle of a look.
+        const long long turns = c_Pace == 1 ? 300 : 300'000;
+        for (long long look = 0; look < turns || m_turns < turns; ++look)
+        {
+            const DWORD seen = WaitForMultipleObjects(static_cast<DWORD>(m_handles.size()), m_handles.data(), FALSE, 0);
+            found += seen == result ? 1 : 0;
+        }
+        return found;
+    }
+
+private:
+    const std::vector<CHandle> m_events;
+    const std::vector<HANDLE> m_handles;
+    std::atomic<bool> m_isOver = false;
+    std::atomic<long long> m_turns = 0;
+    std::thread m_changer;
+};
+
+// Never are both reset.
+void handOver(HANDLE first, HANDLE last)
+{
+    SetEvent(last);
+    ResetEvent(first);
+    SetEvent(first);
+    ResetEvent(last);
+}
+
+// Never is the last set without the first.
+void nest(HANDLE first, HANDLE last)
+{
+    SetEvent(first);
+    SetEvent(last);
+    ResetEvent(last);
+    ResetEvent(first);
+}
+} // namespace
+
+TEST(WaitStress, AWaitForAnySeesItsObjectsAsTheyAreAtOneMoment)
+{
+    EXPECT_EQ(CChangingGroup(handOver).countLooksThatGive(WAIT_TIMEOUT), 0);
+}
+
+TEST(WaitStress, AWaitForAnyGivesTheLowestOfThoseThatAreSetAtOneMoment)
+{
+    EXPECT_EQ(CChangingGroup(nest).countLooksThatGive(WAIT_OBJECT_0 + MAXIMUM_WAIT_OBJECTS - 1), 0);
+}
+
+TEST(WaitStress, APulseReleasesNobodyWhoOnlyLooks)
+{
+    EXPECT_EQ(CChangingGroup(
+                  [](HANDLE first, HANDLE last)
+                  {
+                      ResetEvent(first);
+                      PulseEvent(last);
+                  })
+                  .countLooksThatGive(WAIT_OBJECT_0 + MAXIMUM_WAIT_OBJECTS - 1),
+              0);
+}
+
 TEST(WaitStress, OverlappingWaitsForAllNeitherBlockEachOtherNorLoseSignals)
 {
     constexpr int c_Rounds = 300 * c_Pace;
