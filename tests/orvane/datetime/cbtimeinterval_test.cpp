@@ -69,7 +69,7 @@ TEST(CbTimeInterval, ExtendsTheSignOfACount)
 TEST(CbTimeInterval, RefusesAnUnknownUnit)
 {
     EXPECT_RAISES(CbExceptionConversion, "cbtimeinterval", "GetFactor", CbTimeInterval(static_cast<Unit>(8), 1));
-    EXPECT_RAISES(CbExceptionConversion, "cbtimeinterval", "GetFactor", CbTimeInterval(static_cast<Unit>(-1), 1));
+    EXPECT_RAISES(CbExceptionConversion, "cbtimeinterval", "GetFactor", CbTimeInterval(static_cast<Unit>(~0u), 1));
 }
 
 TEST(CbTimeInterval, WritesOneLogLineWhenItRefuses)
@@ -119,7 +119,7 @@ TEST(CbTimeInterval, RefusesAnUnknownMonth)
     EXPECT_RAISES(CbExceptionConversion, "cbtimeinterval", "CbTimeInterval::CbTimeInterval",
                   CbTimeInterval(static_cast<Month>(12), 2024u));
     EXPECT_RAISES(CbExceptionConversion, "cbtimeinterval", "CbTimeInterval::CbTimeInterval",
-                  CbTimeInterval(static_cast<Month>(-1), 2024u));
+                  CbTimeInterval(static_cast<Month>(~0u), 2024u));
 }
 
 TEST(CbTimeIntervalGet, ConvertsBetweenUnits)

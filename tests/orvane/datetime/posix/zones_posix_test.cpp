@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -13,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/datetime/cbdatetime.h"
+#include "support/temporaryfolder.h"
 
 namespace
 {
@@ -43,32 +43,34 @@ std::string universalText(std::string const& local)
     return CbDateTime(local.c_str(), true).ToString("Y-m-d H:i:s", false).GetString();
 }
 
-bool isZoneFile(std::filesystem::path const& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    char magic[4] = {};
-    file.read(magic, sizeof magic);
-    return std::string(magic, sizeof magic) == "TZif";
-}
-
-// The names of all zones; those of files that count leap seconds ("right/") are not the system's time.
+// The names of all zones, one for each content: many names stand for the same zone. Those of files that count leap seconds
+// ("right/") are not the system's time.
 std::vector<std::string> zoneNames()
 {
-    std::vector<std::string> names;
+    std::map<std::string, std::string> names;
     if (!std::filesystem::exists(c_Folder))
     {
-        return names;
+        return {};
     }
     for (auto const& entry : std::filesystem::recursive_directory_iterator(c_Folder))
     {
         std::string const name = std::filesystem::relative(entry.path(), c_Folder).string();
-        if (entry.is_regular_file() && !name.starts_with("right/") && !name.starts_with("posix/") &&
-            isZoneFile(entry.path()))
+        if (!entry.is_regular_file() || name.starts_with("right/") || name.starts_with("posix/"))
         {
-            names.push_back(name);
+            continue;
+        }
+        std::string const content = readFile(entry.path());
+        if (content.starts_with("TZif"))
+        {
+            names.emplace(content, name);
         }
     }
-    return names;
+    std::vector<std::string> list;
+    for (auto const& [content, name] : names)
+    {
+        list.push_back(name);
+    }
+    return list;
 }
 
 struct SChange
@@ -225,7 +227,11 @@ TEST_F(Zones, AreReadFromRulesToo)
     EXPECT_EQ(localText(CbDateTime(2024, 2, 29, 3, 0, 0, 0)), "2024-02-29 01:00:00");
     setZone("AAA3BBB");
     EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 5, 0, 0, 0)), "2024-03-10 03:00:00");
-    setZone("AAA3BBB4,0/0,J365/25");
+    // All the year in daylight saving time: each end is the next beginning.
+    setZone("AAA3BBB2,0/0,J365/25");
+    EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 10:00:00");
+    EXPECT_EQ(localText(CbDateTime(2024, 1, 1, 3, 0, 0, 0)), "2024-01-01 01:00:00");
+    setZone("AAA3BBB4,0/0,J365/23");
     EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 08:00:00");
 }
 
