@@ -231,7 +231,7 @@ TEST(CbDateTimeParsing, ScansSignsAndBlanks)
     EXPECT_EQ(taken("2024-05-06 -7:08:09"), (Numbers{2024, 5, 6, 65'529, 8, 9, 0}));
     EXPECT_EQ(taken("+024-+5- 6 \t7:+8:-9"), (Numbers{24, 5, 6, 7, 8, 65'527, 0}));
     EXPECT_EQ(taken("2024--1-06T 7: 8:\n9"), (Numbers{2024, 65'535, 6, 7, 8, 9, 0}));
-    EXPECT_EQ(taken("   1- 2- 3   4: 5: 6"), (Numbers{1, 2, 3, 4, 5, 6, 0}));
+    EXPECT_EQ(taken("   1- 2- 3  4: 5: 6"), (Numbers{1, 2, 3, 4, 5, 6, 0}));
 }
 
 TEST(CbDateTimeParsing, CutsNumbersTo16Bits)
