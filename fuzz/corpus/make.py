@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the seeds of the fuzz targets fuzz_readchunk and fuzz_strings from the description of the encoding."""
+"""Writes the seeds of the fuzz targets: chunks and texts from the description of the encoding, and date-times."""
 
 import pathlib
 import struct
@@ -91,3 +91,19 @@ save("fuzz_strings", "version", bytes([18]) + struct.pack("<III", 0, 7, 8))
 save("fuzz_strings", "array", bytes([19]) + array(b"bytes") + array(b"", 0) + struct.pack("<II", 3, 1) + b"abc")
 save("fuzz_strings", "array_claims", bytes([19]) + struct.pack("<IIII", 0xFFFFFFFF, 1, 0xFFFFFFFE, 1) + b"abc")
 save("fuzz_strings", "chunk", bytes([20]) + chunk("Nobody", b"z" * 300) + chunk("", b""))
+
+DATE_TIMES = {
+    "scan_blank": (0, b"2024-05-06 07:08:09"),
+    "scan_t": (0, b"2024-05-06T07:08:09 trailing"),
+    "scan_signs": (0, b"2024--1- 6 +7:08:99999999999999999999"),
+    "scan_range": (0, b"2024-13-40 25:61:61"),
+    "strict_offset": (1, b"2024-05-06T07:08:09.123456+05:30"),
+    "strict_comma": (1, b"2024-02-29 23:59:59,9Z"),
+    "strict_before": (1, b"1601-01-01T00:00:00+00:01"),
+    "render": (2, struct.pack("<8H", 2024, 5, 1, 6, 7, 8, 9, 10) + b"Y-m-d H:i:s.v D l F M t y j n a A G g h \\t\\"),
+    "stored": (3, struct.pack("<IQ", 0, 0x01DA9F84266E1920)),
+    "stored_beyond": (3, struct.pack("<IQ", 0, 2 ** 64 - 1)),
+    "stored_newer": (3, struct.pack("<I", 1)),
+}
+for name, (selector, data) in DATE_TIMES.items():
+    save("fuzz_datetime", name, bytes([selector]) + data)

@@ -14,6 +14,7 @@
 #include "platform_target/locks.h"
 #include "platform_target/performancecounter.h"
 #include "platform_target/threads.h"
+#include "platform_target/times.h"
 #include "platform_target/types.h"
 
 using HLOCAL = void*;
