@@ -4,6 +4,9 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/debugging/callstack.h"
+#include "orvane/debugging/cbstackwalkerbase.h"
+#include "orvane/debugging/cystackwalkeroutput.h"
 #include "orvane/exception/cbcheckreturn.h"
 #include "orvane/exception/cbexception.h"
 #include "orvane/exception/cbexceptioncondition.h"
