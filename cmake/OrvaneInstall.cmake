@@ -7,6 +7,8 @@ set(headers_to "${CMAKE_INSTALL_INCLUDEDIR}/orvane")
 install(DIRECTORY core/ DESTINATION "${headers_to}"
   FILES_MATCHING PATTERN "*.h"
   PATTERN "default" EXCLUDE
+  PATTERN "debughelp.h" EXCLUDE
+  PATTERN "supportlibrary.h" EXCLUDE
   PATTERN "posix" EXCLUDE
   PATTERN "win32" EXCLUDE)
 foreach(folder orvane platform typeregistry logging)

@@ -21,7 +21,7 @@ int fail(DWORD error)
 DWORD checkArguments(UINT codePage, DWORD flags, DWORD allowedFlag, void const* text, int length, void const* target,
                      int size)
 {
-    if (codePage != CP_ACP && codePage != CP_UTF8)
+    if (codePage != CP_ACP && codePage != CP_THREAD_ACP && codePage != CP_UTF8)
     {
         return ERROR_INVALID_PARAMETER;
     }

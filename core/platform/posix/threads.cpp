@@ -25,9 +25,12 @@
 #include <sched.h>
 #include <sys/resource.h>
 #include <ucontext.h>
+#include <unwind.h>
 
 #include "kernelobject.h"
 #include "nosuspend.h"
+#include "platform/debughelp.h"
+#include "stackcapture.h"
 
 namespace posix
 {
@@ -43,9 +46,11 @@ struct ThreadRecord
     unsigned int stopCount = 0; // suspensions
     bool isEnded = false;
 
-    std::atomic<std::uint32_t> control{0};      // what the thread is asked for: flags and a generation
-    std::atomic<std::uint32_t> acknowledged{0}; // the generation that it has taken note of
-    std::atomic<std::uint32_t> gone{0};         // 1 once a thread that was ended from outside runs no more of its code
+    std::atomic<std::uint32_t> control{0};       // what the thread is asked for: flags and a generation
+    std::atomic<std::uint32_t> acknowledged{0};  // the generation that it has taken note of
+    CONTEXT registers{};                         // where it stands while it is stopped
+    std::atomic<StackCapture*> capture{nullptr}; // to be filled by the thread when it next takes note of a request
+    std::atomic<std::uint32_t> gone{0};          // 1 once a thread that was ended from outside runs no more of its code
 
     std::atomic<DWORD> exitCode{STILL_ACTIVE};
     DWORD endCode = 0; // becomes the exit code when the thread ends
@@ -65,6 +70,8 @@ struct ThreadRecord
 struct SnapshotRecord
 {
     std::vector<DWORD> ids;
+    std::vector<DebugHelp::SModuleEntry> modules;
+    bool holdsModules = false;
     std::size_t position = 0; // guarded by the object's lock bit
 };
 
@@ -458,6 +465,60 @@ bool isInLibrary(void const* context) noexcept
     }
 }
 
+// A frame is wanted when that of its caller stands above the given stack pointer: its own stack pointer may have moved
+// since, for the arguments of a later call. So each frame waits for the next one.
+struct FrameTaker
+{
+    StackCapture& capture;
+    StackCapture::Frame pending{0, 0};
+    bool hasPending = false;
+
+    // False where there is no room.
+    bool take(std::uintptr_t callersSp) noexcept
+    {
+        if (!hasPending || pending.pc == 0 || callersSp <= capture.fromSp)
+        {
+            return true;
+        }
+        if (capture.count == StackCapture::c_Room)
+        {
+            capture.isComplete = false;
+            return false;
+        }
+        capture.frames[capture.count++] = pending;
+        return true;
+    }
+};
+
+_Unwind_Reason_Code takeFrame(_Unwind_Context* context, void* data)
+{
+    auto& taker = *static_cast<FrameTaker*>(data);
+    StackCapture::Frame const frame{_Unwind_GetIP(context), _Unwind_GetCFA(context)};
+    if (!taker.take(frame.sp))
+    {
+        taker.hasPending = false;
+        return _URC_END_OF_STACK;
+    }
+    taker.pending = frame;
+    taker.hasPending = true;
+    return _URC_NO_REASON;
+}
+
+// The registers at which a thread stops: those of the signal's context, or of the caller's frame without one.
+void noteRegisters(CONTEXT& registers, void const* context) noexcept
+{
+    if (context == nullptr)
+    {
+        RtlCaptureContext(&registers);
+        return;
+    }
+    auto const& from = static_cast<ucontext_t const*>(context)->uc_mcontext.gregs;
+    auto const get = [&from](int number) { return static_cast<DWORD64>(from[number]); };
+    registers = {CONTEXT_FULL, get(REG_RAX), get(REG_RCX), get(REG_RDX), get(REG_RBX), get(REG_RSP),
+                 get(REG_RBP), get(REG_RSI), get(REG_RDI), get(REG_R8),  get(REG_R9),  get(REG_R10),
+                 get(REG_R11), get(REG_R12), get(REG_R13), get(REG_R14), get(REG_R15), get(REG_RIP)};
+}
+
 // Sleeps as long as the record says so. `context` is what the signal interrupted, or null where the request is carried out
 // at the end of a critical stretch.
 void obey(ThreadRecord& record, void const* context) noexcept
@@ -474,6 +535,12 @@ void obey(ThreadRecord& record, void const* context) noexcept
                 die(record);
             }
             return; // to leave the C library; the other thread asks again
+        }
+        noteRegisters(record.registers, context);
+        if (StackCapture* const capture = record.capture.exchange(nullptr, std::memory_order_acquire);
+            capture != nullptr)
+        {
+            captureOwnStack(*capture);
         }
         acknowledge(record, control);
         if ((control & c_Stopped) == 0)
@@ -507,6 +574,8 @@ void installHandler() noexcept
     [[maybe_unused]] static bool const s_isInstalled = []
     {
         static_cast<void>(facts()); // the handler itself must not be the first to ask
+        StackCapture capture;       // nor the unwinder's first user: it makes tables once
+        captureOwnStack(capture);
         struct sigaction action = {};
         action.sa_sigaction = onStopSignal;
         action.sa_flags = SA_SIGINFO | SA_RESTART;
@@ -699,6 +768,48 @@ bool isPriority(int priority) noexcept
            priority == THREAD_PRIORITY_IDLE || priority == THREAD_PRIORITY_TIME_CRITICAL;
 }
 } // namespace
+
+void captureOwnStack(StackCapture& capture) noexcept
+{
+    capture.count = 0;
+    capture.isComplete = true;
+    FrameTaker taker{capture};
+    _Unwind_Backtrace(takeFrame, &taker);
+    taker.take(UINTPTR_MAX); // the outermost
+}
+
+bool captureStack(HANDLE thread, StackCapture& capture) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return false;
+    }
+    ThreadRecord& record = *pinned;
+    if (isOwn(record))
+    {
+        captureOwnStack(capture);
+        return true;
+    }
+    record.lock.lock();
+    bool isTaken = false;
+    if (record.stopCount != 0 && !record.isEnded)
+    {
+        record.capture.store(&capture, std::memory_order_relaxed);
+        std::uint32_t const generation = ask(record, c_Stopped);
+        isTaken = awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs));
+        if (!isTaken && record.capture.exchange(nullptr, std::memory_order_acquire) == nullptr)
+        {
+            // It is at it: the caller's memory must outlast that.
+            while (!awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs)))
+            {
+            }
+            isTaken = true;
+        }
+    }
+    record.lock.unlock();
+    return isTaken;
+}
 
 StopState& stopState() noexcept
 {
@@ -927,6 +1038,29 @@ DWORD ResumeThread(HANDLE thread) noexcept
     }
     pinned->lock.unlock();
     return before;
+}
+
+BOOL GetThreadContext(HANDLE thread, CONTEXT* context) noexcept
+{
+    PinnedThread const pinned(thread);
+    if (!pinned)
+    {
+        return FALSE;
+    }
+    if (context == nullptr)
+    {
+        return fail(ERROR_NOACCESS);
+    }
+    ThreadRecord& record = *pinned;
+    NoSuspend const guard;
+    record.lock.lock();
+    bool const isStopped = record.stopCount != 0 && !record.isEnded && !isOwn(record);
+    if (isStopped)
+    {
+        *context = record.registers;
+    }
+    record.lock.unlock();
+    return isStopped ? TRUE : fail(ERROR_INVALID_PARAMETER);
 }
 
 BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
@@ -1187,9 +1321,72 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
     return TRUE;
 }
 
+namespace
+{
+bool listThreads(SnapshotRecord& record)
+{
+    DIR* const tasks = opendir("/proc/self/task");
+    if (tasks == nullptr)
+    {
+        return false;
+    }
+    std::unique_ptr<DIR, int (*)(DIR*)> const owner(tasks, closedir);
+    while (dirent const* const entry = readdir(tasks))
+    {
+        long const id = std::strtol(entry->d_name, nullptr, 10);
+        if (id > 0)
+        {
+            record.ids.push_back(static_cast<DWORD>(id));
+        }
+    }
+    return true;
+}
+
+void copyName(char const* name, char* target, std::size_t room) noexcept
+{
+    std::size_t const length = std::min(std::strlen(name), room - 1);
+    std::memcpy(target, name, length);
+    target[length] = '\0';
+}
+
+int listModule(dl_phdr_info* info, std::size_t, void* list)
+{
+    std::uintptr_t first = UINTPTR_MAX;
+    std::uintptr_t end = 0;
+    for (int i = 0; i < info->dlpi_phnum; ++i)
+    {
+        auto const& segment = info->dlpi_phdr[i];
+        if (segment.p_type == PT_LOAD)
+        {
+            first = std::min(first, info->dlpi_addr + segment.p_vaddr);
+            end = std::max(end, info->dlpi_addr + segment.p_vaddr + segment.p_memsz);
+        }
+    }
+    if (end <= first)
+    {
+        return 0;
+    }
+    DebugHelp::SModuleEntry entry{};
+    entry.size = sizeof entry;
+    entry.processId = GetCurrentProcessId();
+    entry.base = reinterpret_cast<BYTE*>(first);
+    entry.imageSize = static_cast<DWORD>(end - first);
+    // The program itself comes without a name.
+    bool const isProgram = info->dlpi_name == nullptr || *info->dlpi_name == '\0';
+    if (!isProgram || GetModuleFileNameA(nullptr, entry.path, sizeof entry.path) == 0)
+    {
+        copyName(isProgram ? "program" : info->dlpi_name, entry.path, sizeof entry.path);
+    }
+    char const* const slash = std::strrchr(entry.path, '/');
+    copyName(slash != nullptr ? slash + 1 : entry.path, entry.name, sizeof entry.name);
+    static_cast<std::vector<DebugHelp::SModuleEntry>*>(list)->push_back(entry);
+    return 0;
+}
+} // namespace
+
 HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
 {
-    if (flags != TH32CS_SNAPTHREAD)
+    if (flags != TH32CS_SNAPTHREAD && flags != TH32CS_SNAPMODULE)
     {
         SetLastError(ERROR_NOT_SUPPORTED);
         return INVALID_HANDLE_VALUE;
@@ -1197,20 +1394,15 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
     try
     {
         auto record = std::make_unique<SnapshotRecord>();
-        DIR* const tasks = opendir("/proc/self/task");
-        if (tasks == nullptr)
+        record->holdsModules = flags == TH32CS_SNAPMODULE;
+        if (record->holdsModules)
+        {
+            dl_iterate_phdr(listModule, &record->modules);
+        }
+        else if (!listThreads(*record))
         {
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return INVALID_HANDLE_VALUE;
-        }
-        std::unique_ptr<DIR, int (*)(DIR*)> const owner(tasks, closedir);
-        while (dirent const* const entry = readdir(tasks))
-        {
-            long const id = std::strtol(entry->d_name, nullptr, 10);
-            if (id > 0)
-            {
-                record->ids.push_back(static_cast<DWORD>(id));
-            }
         }
         NoSuspend const guard;
         KernelObject* const object = createObject(Kind::Passive, 0);
@@ -1231,12 +1423,10 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
 
 namespace
 {
-BOOL readSnapshot(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
+// Takes the next entry of a snapshot whose list is `list`; `fill` puts it into the caller's structure.
+template <class List, class Fill>
+BOOL readSnapshot(HANDLE snapshot, bool isFirst, bool holdsModules, List SnapshotRecord::*list, Fill fill) noexcept
 {
-    if (entry == nullptr || entry->dwSize < sizeof(THREADENTRY32))
-    {
-        return fail(ERROR_INVALID_PARAMETER);
-    }
     NoSuspend const guard;
     ObjectRef const ref = findObject(snapshot);
     if (!ref)
@@ -1245,6 +1435,8 @@ BOOL readSnapshot(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
     }
     Locked held(ref);
     if (!held.isHeld() || Word::kind(held.word) != Kind::Passive || held.object().snapshot == nullptr)
+    if (!held.isHeld() || Word::kind(held.word) != Kind::Snapshot ||
+        held.object().snapshot->holdsModules != holdsModules)
     {
         return fail(ERROR_INVALID_HANDLE);
     }
@@ -1253,27 +1445,60 @@ BOOL readSnapshot(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
     {
         record.position = 0;
     }
-    if (record.position == record.ids.size())
+    if (record.position == (record.*list).size())
     {
         return fail(ERROR_NO_MORE_FILES);
     }
-    *entry = {};
-    entry->dwSize = sizeof(THREADENTRY32);
-    entry->th32ThreadID = record.ids[record.position++];
-    entry->th32OwnerProcessID = GetCurrentProcessId();
-    entry->tpBasePri = 8;
+    fill((record.*list)[record.position++]);
     return TRUE;
+}
+
+BOOL readThread(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
+{
+    if (entry == nullptr || entry->dwSize < sizeof(THREADENTRY32))
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    auto const fill = [entry](DWORD id)
+    {
+        *entry = {};
+        entry->dwSize = sizeof(THREADENTRY32);
+        entry->th32ThreadID = id;
+        entry->th32OwnerProcessID = GetCurrentProcessId();
+        entry->tpBasePri = 8;
+    };
+    return readSnapshot(snapshot, isFirst, false, &SnapshotRecord::ids, fill);
+}
+
+BOOL readModule(HANDLE snapshot, DebugHelp::SModuleEntry* entry, bool isFirst) noexcept
+{
+    if (entry == nullptr || entry->size < sizeof(DebugHelp::SModuleEntry))
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    auto const fill = [entry](DebugHelp::SModuleEntry const& module) { *entry = module; };
+    return readSnapshot(snapshot, isFirst, true, &SnapshotRecord::modules, fill);
 }
 } // namespace
 
+BOOL posix::firstModule(HANDLE snapshot, void* entry) noexcept
+{
+    return readModule(snapshot, static_cast<DebugHelp::SModuleEntry*>(entry), true);
+}
+
+BOOL posix::nextModule(HANDLE snapshot, void* entry) noexcept
+{
+    return readModule(snapshot, static_cast<DebugHelp::SModuleEntry*>(entry), false);
+}
+
 BOOL Thread32First(HANDLE snapshot, THREADENTRY32* entry) noexcept
 {
-    return readSnapshot(snapshot, entry, true);
+    return readThread(snapshot, entry, true);
 }
 
 BOOL Thread32Next(HANDLE snapshot, THREADENTRY32* entry) noexcept
 {
-    return readSnapshot(snapshot, entry, false);
+    return readThread(snapshot, entry, false);
 }
 
 void GetSystemInfo(SYSTEM_INFO* information) noexcept

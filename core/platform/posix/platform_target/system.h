@@ -13,6 +13,7 @@
 #include "platform_target/kernel.h"
 #include "platform_target/locks.h"
 #include "platform_target/performancecounter.h"
+#include "platform_target/modules.h"
 #include "platform_target/threads.h"
 #include "platform_target/times.h"
 #include "platform_target/types.h"
@@ -98,6 +99,7 @@ ORVANE_PLATFORM_API HLOCAL LocalFree(HLOCAL block) noexcept;
 
 /// The process's code page: UTF-8 on this target.
 constexpr UINT CP_ACP = 0;
+constexpr UINT CP_THREAD_ACP = 3; // the thread's, the same
 constexpr UINT CP_UTF8 = 65001;
 constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
 constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;

@@ -95,6 +95,7 @@ ORVANE_PLATFORM_API BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILET
 // ---- snapshots
 
 constexpr DWORD TH32CS_SNAPTHREAD = 4;
+constexpr DWORD TH32CS_SNAPMODULE = 8;
 
 struct THREADENTRY32
 {
@@ -107,7 +108,7 @@ struct THREADENTRY32
     DWORD dwFlags;
 };
 
-/// The threads of this process at this moment. Reports: INVALID_HANDLE_VALUE with the last error 50 for other flags, 8
+/// The threads of this process at this moment, or with TH32CS_SNAPMODULE its modules. Reports: INVALID_HANDLE_VALUE with the last error 50 for other flags, 8
 /// without memory. The handle is closed by CloseHandle and cannot be waited on.
 ORVANE_PLATFORM_API HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD processId) noexcept;
 

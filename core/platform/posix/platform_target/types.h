@@ -75,6 +75,17 @@ struct SRWLOCK
     void* Ptr;
 };
 
+constexpr DWORD CONTEXT_CONTROL = 0x100001;
+constexpr DWORD CONTEXT_INTEGER = 0x100002;
+constexpr DWORD CONTEXT_FULL = 0x10000B;
+
+/// The registers of a thread, as far as a walk of its stack wants them.
+struct CONTEXT
+{
+    DWORD ContextFlags;
+    DWORD64 Rax, Rcx, Rdx, Rbx, Rsp, Rbp, Rsi, Rdi, R8, R9, R10, R11, R12, R13, R14, R15, Rip;
+};
+
 static_assert(sizeof(DWORD) == 4 && sizeof(LONG) == 4 && sizeof(ULONG_PTR) == sizeof(void*));
 static_assert(sizeof(FILETIME) == 8 && sizeof(SYSTEMTIME) == 16);
 static_assert(sizeof(CRITICAL_SECTION) == 40 && sizeof(SRWLOCK) == 8);
