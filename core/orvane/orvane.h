@@ -32,5 +32,9 @@
 #include "orvane/text/cbformat.h"
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
+#include "orvane/thread/cbcpu.h"
+#include "orvane/thread/cbflags.h"
+#include "orvane/thread/cbthread.h"
+#include "orvane/thread/cbthreadinfo.h"
 
 #endif // ORVANE_ORVANE_H
