@@ -4,6 +4,10 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/container/cblistbaseintermediate.h"
+#include "orvane/container/cbmap.h"
+#include "orvane/container/cbnodelinked.h"
+#include "orvane/container/cbplexmanager.h"
 #include "orvane/exception/cbcheckreturn.h"
 #include "orvane/exception/cbexception.h"
 #include "orvane/exception/cbexceptioncondition.h"
@@ -18,6 +22,8 @@
 #include "orvane/exception/cblatesterror.h"
 #include "orvane/exception/condition.h"
 #include "orvane/exception/raisesite.h"
+#include "orvane/memory/cbreferencecounter.h"
+#include "orvane/memory/cbsmartpointer.h"
 #include "orvane/object/cbaserializable.h"
 #include "orvane/object/classrecord.h"
 #include "orvane/stream/cbarray_serializer.h"
@@ -32,9 +38,13 @@
 #include "orvane/text/cbformat.h"
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
+#include "orvane/thread/cbchannel.h"
+#include "orvane/value/cbwrappers.h"
 #include "orvane/thread/cbcpu.h"
 #include "orvane/thread/cbflags.h"
+#include "orvane/thread/cbtask.h"
 #include "orvane/thread/cbthread.h"
 #include "orvane/thread/cbthreadinfo.h"
+#include "orvane/thread/cbthreadruntasks.h"
 
 #endif // ORVANE_ORVANE_H
