@@ -12,6 +12,7 @@
 #include "platform/export.h"
 #include "platform_target/kernel.h"
 #include "platform_target/locks.h"
+#include "platform_target/performancecounter.h"
 #include "platform_target/threads.h"
 #include "platform_target/types.h"
 

@@ -1,0 +1,139 @@
+// Owners of a shared object: one taken and released, alone and by two threads, and one handed on.
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <benchmark/benchmark.h>
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/smart_ptr/intrusive_ref_counter.hpp>
+
+#include "orvane/memory/cbsmartpointer.h"
+#include "support/benchmain.h"
+
+namespace
+{
+// ---- objects of one number, on cache lines of their own
+
+class alignas(128) CCounted : public IReferenceCounted
+{
+public:
+    long long value = 1;
+
+protected:
+    CbReferenceCounter<unsigned int> const& getReferenceCounter() const override
+    {
+        return m_counter;
+    }
+
+private:
+    CbReferenceCounter<unsigned int> m_counter;
+};
+
+class alignas(128) CIntrusive : public boost::intrusive_ref_counter<CIntrusive, boost::thread_safe_counter>
+{
+public:
+    virtual ~CIntrusive() = default;
+
+    long long value = 1;
+};
+
+struct alignas(128) SPlain
+{
+    long long value = 1;
+};
+
+struct SOrvane
+{
+    using Pointer = CbSmartPointer<CCounted>;
+
+    static Pointer make()
+    {
+        return MakeCounted<CCounted>();
+    }
+};
+
+struct SBoost
+{
+    using Pointer = boost::intrusive_ptr<CIntrusive>;
+
+    static Pointer make()
+    {
+        return Pointer(new CIntrusive);
+    }
+};
+
+struct SStd
+{
+    using Pointer = std::shared_ptr<SPlain>;
+
+    static Pointer make()
+    {
+        return std::make_shared<SPlain>();
+    }
+};
+
+// ---- rows
+
+template <class TKind>
+typename TKind::Pointer const& shared()
+{
+    static typename TKind::Pointer const s_shared = TKind::make();
+    return s_shared;
+}
+
+// Taken, looked through, and released.
+template <class TKind>
+void copyAndRelease(benchmark::State& state)
+{
+    typename TKind::Pointer const& source = shared<TKind>();
+    for (auto _ : state)
+    {
+        typename TKind::Pointer copy(source);
+        benchmark::DoNotOptimize(copy);
+        benchmark::DoNotOptimize(copy->value);
+    }
+}
+
+template <class TKind>
+void move(benchmark::State& state)
+{
+    typename TKind::Pointer here = shared<TKind>();
+    typename TKind::Pointer there;
+    for (auto _ : state)
+    {
+        there = std::move(here);
+        benchmark::DoNotOptimize(there);
+        here = std::move(there);
+        benchmark::DoNotOptimize(here);
+    }
+}
+
+template <class TKind>
+void makeAndDispose(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        typename TKind::Pointer made = TKind::make();
+        benchmark::DoNotOptimize(made);
+    }
+}
+
+template <class TKind>
+void registerKind(std::string const& library)
+{
+    benchmark::RegisterBenchmark(("copy and release/" + library).c_str(), copyAndRelease<TKind>);
+    benchmark::RegisterBenchmark(("copy and release/" + library).c_str(), copyAndRelease<TKind>)
+        ->Threads(2)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark(("move to and fro/" + library).c_str(), move<TKind>);
+    benchmark::RegisterBenchmark(("make and dispose/" + library).c_str(), makeAndDispose<TKind>);
+}
+} // namespace
+
+void registerRows()
+{
+    registerKind<SOrvane>("orvane");
+    registerKind<SBoost>("boost");
+    registerKind<SStd>("std");
+}
