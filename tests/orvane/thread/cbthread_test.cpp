@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -11,137 +10,12 @@
 #include <gtest/gtest.h>
 
 #include "handlecount.h"
-#include "orvane/thread/cbthreadinfo.h"
-#include "orvane/thread/threadtest.h"
-#include "support/layout.h"
+#include "orvane/thread/testthread.h"
 #include "support/logline.h"
 #include "support/logrecorder.h"
 #include "support/virtualposition.h"
 
 using namespace threadtest;
-
-namespace
-{
-// The thread of most tests: its hooks and its method are what the test says, and its result is kept.
-class CTestThread : public CbThread<CTestThread, CbThreadPolicyMFC>
-{
-public:
-    explicit CTestThread(EThreadPriority priority = eThreadPriorityNormal,
-                         unsigned __int64 affinityMask = GetProcessAffinityMask())
-        : CbThread(*this, &CTestThread::method, L"tested", priority, affinityMask)
-    {
-    }
-
-    ~CTestThread() override
-    {
-        if (onEnd)
-        {
-            onEnd();
-        }
-    }
-
-    using CbThread::getThreadID;
-    using CbThread::setName;
-
-    std::function<void()> before = [] {};
-    std::function<bool()> body = [] { return true; };
-    std::function<void()> after = [] {};
-    std::function<void()> onEnd;
-    std::atomic<unsigned int> result = 0x7777; // of onAfterRun
-
-private:
-    TCheckedBool method()
-    {
-        return body();
-    }
-
-    void onBeforeRun() override
-    {
-        before();
-    }
-
-    void onAfterRun(unsigned int code) override
-    {
-        result = code;
-        after();
-    }
-};
-
-using Priority = CTestThread::EThreadPriority;
-
-constexpr unsigned int c_ResultFailed = 0x80004005;
-
-// A thread that stays in its method until it is let go.
-class CGuest : public CTestThread
-{
-public:
-    CGuest()
-    {
-        body = [this]
-        {
-            isInside.Open();
-            return leave.Pass();
-        };
-    }
-
-    // Not in the destructor of the base, which kills.
-    ~CGuest() override
-    {
-        leave.Open();
-        WaitUntilTerminate();
-    }
-
-    void StartInside()
-    {
-        ASSERT_TRUE(Start());
-        ASSERT_TRUE(isInside.Pass());
-    }
-
-    CGate isInside;
-    CGate leave;
-};
-
-// How often the thread is stopped, by asking once more and taking that back.
-DWORD stopCount(HANDLE thread)
-{
-    DWORD const count = SuspendThread(thread);
-    EXPECT_EQ(ResumeThread(thread), count + 1);
-    return count;
-}
-
-void runToEnd(CTestThread& thread)
-{
-    ASSERT_TRUE(thread.Start());
-    ASSERT_TRUE(thread.WaitUntilTerminate());
-}
-
-// The fields as clients find them, behind the table of virtual operations. A pointer to a member function is two words.
-constexpr std::size_t c_Flags = 8;
-constexpr std::size_t c_Owner = 16;
-constexpr std::size_t c_Handle = 40;
-constexpr std::size_t c_ThreadId = 48;
-constexpr std::size_t c_Mask = 56;
-constexpr std::size_t c_StartSignal = 64;
-constexpr std::size_t c_Terminated = 72;
-constexpr std::size_t c_Priority = 80;
-constexpr std::size_t c_State = 84;
-
-unsigned int stateOf(CTestThread const& thread)
-{
-    return fieldAt<unsigned int>(&thread, c_State);
-}
-
-bool isTerminatedEventSet(CTestThread const& thread)
-{
-    return fieldAt<CbEvent>(&thread, c_Terminated).IsSet();
-}
-
-constexpr unsigned int c_Started = 1;
-constexpr unsigned int c_Running = 2;
-constexpr unsigned int c_Terminated4 = 4;
-constexpr unsigned int c_Suspended = 8;
-constexpr unsigned int c_Failed = 16;
-} // namespace
 
 // ---- before the start
 
@@ -325,25 +199,14 @@ TEST(CbThreadStart, StartsANewThreadAfterTheEnd)
 
 TEST(CbThreadStart, LeavesTheTerminatedEventOfTheFirstEndSet)
 {
+    CGate second;
     CGuest thread;
     thread.leave.Open();
     runToEnd(thread);
-    CGate second;
     thread.body = [&] { return second.Pass(); };
     EXPECT_TRUE(thread.Start());
     EXPECT_TRUE(isTerminatedEventSet(thread));
     second.Open();
-}
-
-TEST(CbThreadStart, StartsAgainAfterTerminate)
-{
-    CLogRecorder const recorder;
-    CGuest thread;
-    thread.StartInside();
-    thread.Terminate();
-    thread.leave.Open();
-    runToEnd(thread);
-    EXPECT_TRUE(thread.IsSuccessful());
 }
 
 TEST(CbThreadStart, LeavesNoHandleBehind)
@@ -510,72 +373,6 @@ TEST(CbThreadSuspend, RefusesBeforeTheStartAndAfterTheEnd)
     EXPECT_EQ(stateOf(thread), c_Started | c_Terminated4);
 }
 
-TEST(CbThreadSuspend, StopsTheThreadOnce)
-{
-    CGuest thread;
-    thread.StartInside();
-    EXPECT_TRUE(thread.Suspend());
-    EXPECT_EQ(stateOf(thread), c_Started | c_Running | c_Suspended);
-    EXPECT_EQ(stopCount(thread.GetThreadHandle()), 1u);
-    EXPECT_TRUE(thread.Suspend());
-    EXPECT_EQ(stopCount(thread.GetThreadHandle()), 1u) << "stopped already";
-    EXPECT_TRUE(thread.IsRunning()) << "it has not ended";
-    EXPECT_TRUE(thread.Resume());
-    EXPECT_EQ(stateOf(thread), c_Started | c_Running);
-    EXPECT_EQ(stopCount(thread.GetThreadHandle()), 0u);
-}
-
-TEST(CbThreadSuspend, RunsNoFurtherUntilResume)
-{
-    CTestThread thread;
-    std::atomic<unsigned int> count = 0;
-    std::atomic<bool> isOver = false;
-    thread.body = [&]
-    {
-        while (!isOver)
-        {
-            ++count;
-        }
-        return true;
-    };
-    ASSERT_TRUE(thread.Start());
-    ASSERT_TRUE(becomes([&] { return count != 0; }));
-    EXPECT_TRUE(thread.Suspend());
-    unsigned int const seen = count;
-    isOver = true;
-    EXPECT_FALSE(thread.WaitUntilTerminate(20));
-    EXPECT_LE(count, seen + 1) << "an increment may be on its way to where it is seen";
-    EXPECT_TRUE(thread.Resume());
-    EXPECT_TRUE(thread.WaitUntilTerminate());
-}
-
-TEST(CbThreadSuspend, LetsAThreadStopItselfAndBeResumed)
-{
-    CTestThread thread;
-    bool wasStopped = false;
-    thread.body = [&] { return wasStopped = thread.Suspend(); };
-    ASSERT_TRUE(thread.Start());
-    // The mark comes before the stop: the thread may have to be resumed more than once until it has happened.
-    EXPECT_TRUE(becomes(
-        [&]
-        {
-            if (thread.IsRunning())
-            {
-                ResumeThread(thread.GetThreadHandle());
-            }
-            return !thread.IsRunning();
-        }));
-    EXPECT_TRUE(wasStopped);
-}
-
-TEST(CbThreadResume, SucceedsForAThreadThatIsNotStopped)
-{
-    CGuest thread;
-    thread.StartInside();
-    EXPECT_TRUE(thread.Resume());
-    EXPECT_EQ(stopCount(thread.GetThreadHandle()), 0u);
-}
-
 // ---- waiting
 
 TEST(CbThreadWaitUntilTerminate, IsFalseWithoutAThread)
@@ -622,28 +419,6 @@ TEST(CbThreadSetTerminateEvent, SignalsTheCallersEvent)
 
 // ---- killing
 
-TEST(CbThreadTerminate, KillsALiveThreadWithAWarning)
-{
-    CLogRecorder const recorder;
-    CGuest thread;
-    thread.StartInside();
-    kerneltest::CHandle const handle = kerneltest::duplicate(thread.GetThreadHandle());
-    std::wstring const id = std::to_wstring(static_cast<int>(thread.getThreadID()));
-    thread.Terminate();
-
-    std::vector<SLogLine> const expected{{L"Thread", Logging::eLevelWarn, "cbthreadinfo", 98,
-                                          "CbThreadInfo::WarnOnTermination",
-                                          L"Thread " + id + L" forcefully terminated\n"}};
-    EXPECT_EQ(linesOf(recorder), expected);
-    EXPECT_EQ(WaitForSingleObject(handle, c_PatienceMs), WAIT_OBJECT_0);
-    EXPECT_EQ(exitCodeOf(handle), 259u) << "the code it was killed with is that of a live thread";
-    EXPECT_EQ(thread.GetThreadHandle(), nullptr);
-    EXPECT_FALSE(thread.IsRunning());
-    EXPECT_EQ(stateOf(thread), c_Terminated4);
-    EXPECT_FALSE(isTerminatedEventSet(thread));
-    EXPECT_EQ(thread.result, 0x7777u) << "no onAfterRun";
-}
-
 TEST(CbThreadTerminate, WarnsOfNothingWhereTheThreadHasEnded)
 {
     CLogRecorder const recorder;
@@ -655,27 +430,6 @@ TEST(CbThreadTerminate, WarnsOfNothingWhereTheThreadHasEnded)
     EXPECT_TRUE(recorder.GetRecords().empty());
     EXPECT_EQ(thread.GetThreadHandle(), nullptr);
     EXPECT_EQ(stateOf(thread), c_Terminated4);
-}
-
-TEST(CbThreadDestructor, KillsALiveThreadWithAWarning)
-{
-    CLogRecorder const recorder;
-    CGate isInside;
-    CGate never;
-    kerneltest::CHandle handle;
-    {
-        auto thread = std::make_unique<CTestThread>();
-        thread->body = [&]
-        {
-            isInside.Open();
-            return never.Pass();
-        };
-        ASSERT_TRUE(thread->Start());
-        ASSERT_TRUE(isInside.Pass());
-        handle = kerneltest::duplicate(thread->GetThreadHandle());
-    }
-    EXPECT_EQ(recorder.GetRecords(L"Thread").size(), 1u);
-    EXPECT_EQ(WaitForSingleObject(handle, c_PatienceMs), WAIT_OBJECT_0);
 }
 
 TEST(CbThreadDestructor, DoesNotKillAThreadThatHasSignalledItsEnd)
@@ -722,48 +476,6 @@ TEST(CbThreadAutoDelete, IsSafeToStartForAThreadThatEndsAtOnce)
         ASSERT_TRUE(round % 2 == 0 ? thread->Start() : thread->StartAndWait().Get());
         ASSERT_TRUE(isGone.Pass());
     }
-}
-
-TEST(CbThreadAutoDelete, LeavesTheThreadAliveWhereTheObjectIsDestroyedFirst)
-{
-    CLogRecorder const recorder;
-    CGate isInside;
-    CGate leave;
-    CGate hasLeft;
-
-    // Owned by another object, so that the method does not use the thread object.
-    struct SOwner
-    {
-        CbCheckReturn<bool, CbCheckReturnPolicyAssert> Work()
-        {
-            isInside.Open();
-            leave.Pass();
-            hasLeft.Open();
-            // The thread object is gone; this thread must not go back to it.
-            CbEvent(true, nullptr).Wait(INFINITE);
-            return true;
-        }
-
-        CGate& isInside;
-        CGate& leave;
-        CGate& hasLeft;
-    };
-
-    SOwner owner{isInside, leave, hasLeft};
-    kerneltest::CHandle handle;
-    {
-        using Thread = CbThread<SOwner, CbThreadPolicyMFC>;
-        Thread thread(owner, &SOwner::Work, L"", Thread::eThreadPriorityNormal, 0);
-        thread.AddFlags(Thread::eThreadFlagAutoDelete);
-        ASSERT_TRUE(thread.Start());
-        ASSERT_TRUE(isInside.Pass());
-        handle = kerneltest::duplicate(thread.GetThreadHandle());
-    }
-    EXPECT_TRUE(recorder.GetRecords().empty());
-    leave.Open();
-    EXPECT_TRUE(hasLeft.Pass());
-    EXPECT_TRUE(TerminateThread(handle, 0));
-    EXPECT_EQ(WaitForSingleObject(handle, c_PatienceMs), WAIT_OBJECT_0);
 }
 
 // ---- priority and affinity
@@ -862,7 +574,7 @@ INSTANTIATE_TEST_SUITE_P(, CbThreadLadder,
                                          SStep{"BelowNormal", -1, -2, 0}, SStep{"Normal", 0, -1, 1},
                                          SStep{"AboveNormal", 1, 0, 2}, SStep{"Highest", 2, 1, 15},
                                          SStep{"TimeCritical", 15, 2, c_None}, SStep{"Other", 7, c_None, c_None}),
-                         [](auto const& info) { return std::string(info.param.name); });
+                         [](auto const& tested) { return std::string(tested.param.name); });
 
 TEST(CbThreadAffinity, SetBeforeTheStartTakesEffectWhenTheThreadStarts)
 {
