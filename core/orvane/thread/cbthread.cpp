@@ -83,7 +83,8 @@ bool CThreadCalls::SetAffinityMask(HANDLE thread, unsigned __int64 mask)
 
 bool CThreadCalls::SetIdealProcessor(HANDLE thread, unsigned int processor)
 {
-    return SetThreadIdealProcessor(thread, processor) != c_Failed;
+    // Not every system looks at the handle.
+    return thread != nullptr && SetThreadIdealProcessor(thread, processor) != c_Failed;
 }
 
 unsigned __int64 CThreadCalls::GetProcessAffinityMask()

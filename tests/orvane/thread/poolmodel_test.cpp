@@ -459,7 +459,7 @@ using CbThreadPoolModel = CPoolTest;
 TEST_F(CbThreadPoolModel, SaysWhatThePoolDoes)
 {
     long long const seed = kerneltest::getNumber("ORVANE_POOL_SEED", std::random_device()());
-    long long const steps = kerneltest::getNumber("ORVANE_POOL_STEPS", 6'000);
+    long long const steps = kerneltest::getNumber("ORVANE_POOL_STEPS", 20'000);
     std::cout << "ORVANE_POOL_SEED=" << seed << " ORVANE_POOL_STEPS=" << steps << '\n';
     {
         CRun run(seed);
