@@ -51,7 +51,7 @@ void CRowReporter::ReportRuns(const std::vector<Run>& runs)
         const std::string& name = run.run_name.function_name;
         const std::size_t slash = name.rfind('/');
         const std::string threads = run.threads > 1 ? ", " + std::to_string(run.threads) + " threads" : "";
-        const bool isReal = run.threads > 1 || run.run_name.time_type == "real_time";
+        const bool isReal = run.threads > 1 || !run.run_name.time_type.empty();
         m_medians[run.family_index] = {name.substr(0, slash) + threads, name.substr(slash + 1),
                                        isReal ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime()};
     }

@@ -54,6 +54,13 @@
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
 #include "orvane/thread/cbchannel.h"
+#include "orvane/thread/cbcpu.h"
+#include "orvane/thread/cbflags.h"
+#include "orvane/thread/cbtask.h"
+#include "orvane/thread/cbthread.h"
+#include "orvane/thread/cbthreadinfo.h"
+#include "orvane/thread/cbthreadpool.h"
+#include "orvane/thread/cbthreadruntasks.h"
 #include "orvane/value/cbwrappers.h"
 
 #endif // ORVANE_ORVANE_H

@@ -24,6 +24,8 @@
 
 #include <windows.h>
 
+#include <tlhelp32.h>
+
 #include <locale.h>
 #include <stdarg.h>
 #include <stdio.h>

@@ -1,0 +1,855 @@
+#include "orvane/thread/cbthreadpool.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <set>
+#include <type_traits>
+
+#include "orvane/thread/pooltest.h"
+#include "support/logrecorder.h"
+#include "support/runprogram.h"
+
+using namespace threadtest;
+
+static_assert(!std::is_default_constructible_v<CbThreadPool> && !std::is_destructible_v<CbThreadPool>);
+static_assert(!std::is_copy_constructible_v<CbThreadPool>);
+
+namespace
+{
+using Pool = CbThreadPool;
+
+// Long enough for a pool that would do something to have done it; decides on nothing where it does nothing.
+constexpr unsigned int c_LookMs = 20;
+
+// The pool as it is when it is made, which static initialisers may do.
+struct SFreshPool
+{
+    unsigned int workers = 0;
+    bool becomesIdle = false;
+    bool isIdle = false;
+
+    SFreshPool()
+    {
+        pool();
+        workers = workerCount();
+        becomesIdle = pool().WaitUntilIdle(c_PatienceMs);
+        isIdle = pool().WaitUntilIdle(0);
+    }
+};
+
+SFreshPool const s_fresh;
+
+using CbThreadPoolAddTask = CPoolTest;
+using CbThreadPoolAddFunction = CPoolTest;
+using CbThreadPoolLimit = CPoolTest;
+using CbThreadPoolGrowth = CPoolTest;
+using CbThreadPoolIdle = CPoolTest;
+using CbThreadPoolShutdown = CPoolTest;
+using CbThreadPoolHooks = CPoolTest;
+using CbThreadPoolOrder = CPoolTest;
+using CbThreadPoolStress = CPoolTest;
+
+// What ran, in order.
+class CDiary
+{
+public:
+    TaskPointer MakeTask(std::string name)
+    {
+        return makeTask(
+            [this, name = std::move(name)]
+            {
+                std::lock_guard const guard(m_lock);
+                m_text += (m_text.empty() ? "" : " ") + name;
+            });
+    }
+
+    std::string Read() const
+    {
+        std::lock_guard const guard(m_lock);
+        return m_text;
+    }
+
+private:
+    mutable std::mutex m_lock;
+    std::string m_text;
+};
+
+void add(CbSmartPointer<CbTask> const& task, Pool::ETaskPriority priority = Pool::eTaskPriorityNormal)
+{
+    ASSERT_TRUE(pool().AddTask(task, priority));
+}
+
+void runOne()
+{
+    TaskPointer const task = makeTask();
+    add(task);
+    ASSERT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+}
+} // namespace
+
+TEST(CbThreadPoolFresh, HasAWorkerForEachProcessorAndBecomesIdle)
+{
+    EXPECT_EQ(s_fresh.workers, CbCPU::GetCount());
+    EXPECT_TRUE(s_fresh.becomesIdle);
+    EXPECT_TRUE(s_fresh.isIdle);
+}
+
+// ---- adding
+
+TEST_F(CbThreadPoolAddTask, RefusesNullAndChangesNothing)
+{
+    EXPECT_FALSE(pool().AddTask(nullptr, Pool::eTaskPriorityNormal));
+    EXPECT_EQ(workerCount(), 0u);
+    EXPECT_TRUE(pool().WaitUntilIdle(0));
+}
+
+TEST_F(CbThreadPoolAddTask, RunsTheTaskOnAnotherThreadAndReleasesIt)
+{
+    unsigned int id = 0;
+    TaskPointer const task = makeTask([&] { id = GetCurrentThreadId(); });
+    add(task);
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_NE(id, GetCurrentThreadId());
+    EXPECT_EQ(task->calls, "+bra");
+    EXPECT_TRUE(task->IsSuccessful());
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(task->getReferenceCounter().GetCount(), 1u);
+}
+
+TEST_F(CbThreadPoolAddTask, RunsATaskAgain)
+{
+    TaskPointer const task = makeTask();
+    for (int round = 0; round < 3; ++round)
+    {
+        add(task);
+        EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    }
+    EXPECT_EQ(task->calls, "+bra+bra+bra");
+}
+
+TEST_F(CbThreadPoolAddTask, GoesOnAfterWhatATaskLetsOut)
+{
+    CLogRecorder const recorder;
+    TaskPointer const failing = makeTask([] { throw 1; });
+    failing->report = [](CbException const*) { throw 2; };
+    add(failing);
+    TaskPointer const other = makeTask();
+    other->SetOnAfterRunTaskHandler([](CbTask const&) { throw 3; });
+    add(other);
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_FALSE(failing->WaitUntilTerminate(0)) << "the event comes after what was let out";
+    EXPECT_FALSE(other->WaitUntilTerminate(0));
+    runOne();
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs)) << "no worker was lost";
+}
+
+TEST_F(CbThreadPoolAddTask, RaisesForAPriorityThatThereIsNotOnceTheTaskHasToBeQueued)
+{
+    CLogRecorder const recorder;
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const task = makeTask();
+    try
+    {
+        pool().AddTask(task, static_cast<Pool::ETaskPriority>(3));
+        ADD_FAILURE() << "nothing was raised";
+    }
+    catch (CbException const& raised)
+    {
+        EXPECT_EQ(typeid(raised), typeid(CbException));
+        EXPECT_STREQ(raised.GetFilename(), "cbthreadpool");
+        EXPECT_EQ(raised.GetCodeLine(), 807u);
+        EXPECT_STREQ(raised.GetFunctionName(), "CbThreadPool::SThreadData::GetOpenTasks");
+    }
+    // The lock is free again: another thread gets its task done.
+    std::thread(runOne).join();
+    blocker.Release();
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(task->calls, "+") << "it was not queued";
+}
+
+TEST_F(CbThreadPoolAddTask, TakesAnyPriorityForATaskThatIsNotQueued)
+{
+    runOne();
+    ASSERT_TRUE(becomesIdle(1));
+    TaskPointer const task = makeTask();
+    add(task, static_cast<Pool::ETaskPriority>(3));
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+}
+
+TEST_F(CbThreadPoolAddFunction, ReturnsTheTaskThatRunsIt)
+{
+    bool hasRun = false;
+    CbSmartPointer<CbTask> const task = pool().AddFunction([&] { hasRun = true; }, Pool::eTaskPriorityHigh);
+    ASSERT_NE(task, nullptr);
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_TRUE(hasRun);
+    EXPECT_TRUE(task->IsSuccessful());
+    EXPECT_STREQ(task->GetClassNameW(), L"CbTask");
+}
+
+TEST_F(CbThreadPoolAddFunction, FailsTheTaskOfAnEmptyFunction)
+{
+    CLogRecorder const recorder;
+    CbSmartPointer<CbTask> const task = pool().AddFunction(nullptr, Pool::eTaskPriorityNormal);
+    ASSERT_NE(task, nullptr);
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_FALSE(task->IsSuccessful());
+    std::vector<Logging::SRecord> const entries = recorder.GetRecords(L"Exception");
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_NE(entries[0].text.find(L"Unknown exception in task 'CbTask'"), std::wstring::npos);
+}
+
+// ---- limits
+
+TEST_F(CbThreadPoolLimit, IsTheNumberOfProcessorsToBeginWith)
+{
+    unsigned int const limit = CbCPU::GetCount();
+    std::atomic<unsigned int> running = 0;
+    std::atomic<unsigned int> most = 0;
+    CGate leave;
+    std::vector<TaskPointer> tasks;
+    for (unsigned int n = 0; n < limit + 5; ++n)
+    {
+        tasks.push_back(makeTask(
+            [&]
+            {
+                unsigned int const now = ++running;
+                unsigned int seen = most;
+                while (seen < now && !most.compare_exchange_weak(seen, now))
+                {
+                }
+                leave.Pass();
+                --running;
+            }));
+        add(tasks.back());
+    }
+    EXPECT_TRUE(becomes([&] { return running == limit; }));
+    EXPECT_FALSE(tasks.back()->WaitUntilTerminate(c_LookMs));
+    EXPECT_EQ(running, limit);
+    leave.Open();
+    for (TaskPointer const& task : tasks)
+    {
+        EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    }
+    EXPECT_EQ(most, limit);
+}
+
+TEST_F(CbThreadPoolLimit, OfOneKeepsEachSubmitterToOneTask)
+{
+    constexpr int c_Tasks = 300;
+    std::array<std::atomic<int>, 2> running{};
+    std::atomic<int> done = 0;
+    std::atomic<bool> wasAbove = false;
+    std::vector<std::thread> submitters;
+    for (auto& own : running)
+    {
+        submitters.emplace_back(
+            [&]
+            {
+                pool().LimitTaskCount(1);
+                std::vector<TaskPointer> tasks;
+                for (int n = 0; n < c_Tasks; ++n)
+                {
+                    tasks.push_back(makeTask(
+                        [&]
+                        {
+                            wasAbove = wasAbove || ++own > 1;
+                            std::this_thread::yield();
+                            --own;
+                            ++done;
+                        }));
+                    add(tasks.back());
+                }
+                for (TaskPointer const& task : tasks)
+                {
+                    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+                }
+                EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+                pool().LimitTaskCount(0);
+            });
+    }
+    for (std::thread& submitter : submitters)
+    {
+        submitter.join();
+    }
+    EXPECT_FALSE(wasAbove);
+    EXPECT_EQ(done, 2 * c_Tasks);
+}
+
+TEST_F(CbThreadPoolLimit, RaisedStartsNothingUntilAWorkerLooksForWork)
+{
+    // Two workers, one of them idle.
+    {
+        pool().LimitTaskCount(2);
+        CBlocker first;
+        first.Submit();
+        CBlocker second;
+        second.Submit();
+    }
+    ASSERT_TRUE(becomesIdle(2));
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const queued = makeTask();
+    add(queued);
+    pool().LimitTaskCount(2);
+    EXPECT_FALSE(queued->WaitUntilTerminate(c_LookMs));
+    EXPECT_EQ(idleCount(), 1u);
+
+    // A new task has room and an idle worker: it goes past the queued one, which the worker takes afterwards.
+    bool wasQueuedUnrun = false;
+    TaskPointer const overtaking = makeTask([&] { wasQueuedUnrun = queued->calls == "+"; });
+    add(overtaking);
+    EXPECT_TRUE(overtaking->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_TRUE(wasQueuedUnrun);
+    EXPECT_TRUE(queued->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_FALSE(blocker.task->WaitUntilTerminate(0));
+}
+
+TEST_F(CbThreadPoolLimit, LoweredStopsNothingThatRuns)
+{
+    pool().LimitTaskCount(2);
+    CBlocker first;
+    first.Submit();
+    CBlocker second;
+    second.Submit();
+    pool().LimitTaskCount(1);
+    TaskPointer const queued = makeTask();
+    add(queued);
+    EXPECT_FALSE(queued->WaitUntilTerminate(c_LookMs));
+    // A worker serves the submitter whose task it ran whatever the limit.
+    first.Release();
+    EXPECT_TRUE(queued->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_FALSE(second.task->WaitUntilTerminate(0));
+}
+
+TEST_F(CbThreadPoolLimit, ResetToTheDefaultHoldsForWhatComesLater)
+{
+    pool().LimitTaskCount(1);
+    runOne();
+    ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    pool().LimitTaskCount(0);
+    std::vector<std::unique_ptr<CBlocker>> blockers;
+    for (unsigned int n = 0; n < CbCPU::GetCount(); ++n)
+    {
+        blockers.push_back(std::make_unique<CBlocker>());
+        blockers.back()->Submit();
+    }
+    TaskPointer const queued = makeTask();
+    add(queued);
+    EXPECT_FALSE(queued->WaitUntilTerminate(c_LookMs));
+}
+
+TEST_F(CbThreadPoolLimit, ResetWhileTasksRunKeepsTheRecordAndItsQueue)
+{
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const queued = makeTask();
+    add(queued);
+    pool().LimitTaskCount(0);
+    blocker.Release();
+    EXPECT_TRUE(queued->WaitUntilTerminate(c_PatienceMs));
+}
+
+TEST_F(CbThreadPoolLimit, OfAnotherThreadIsSetByItsId)
+{
+    CGate isKnown;
+    CGate isLimited;
+    unsigned long id = 0;
+    bool wasQueued = false;
+    std::thread submitter(
+        [&]
+        {
+            id = GetCurrentThreadId();
+            isKnown.Open();
+            isLimited.Pass();
+            CBlocker blocker;
+            blocker.Submit();
+            TaskPointer const queued = makeTask();
+            add(queued);
+            wasQueued = !queued->WaitUntilTerminate(c_LookMs);
+            blocker.Release();
+            EXPECT_TRUE(queued->WaitUntilTerminate(c_PatienceMs));
+        });
+    ASSERT_TRUE(isKnown.Pass());
+    pool().LimitTaskCount(id, 1);
+    isLimited.Open();
+    submitter.join();
+    EXPECT_TRUE(wasQueued);
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    pool().LimitTaskCount(id, 0);
+    pool().LimitTaskCount(id, 0);
+}
+
+// ---- order
+
+TEST_F(CbThreadPoolOrder, ServesThePrioritiesFromHighToLowAndEachInOrder)
+{
+    pool().LimitTaskCount(1);
+    CDiary diary;
+    CBlocker blocker;
+    blocker.Submit();
+    std::vector<TaskPointer> tasks;
+    auto const queue = [&](char const* name, Pool::ETaskPriority priority)
+    {
+        tasks.push_back(diary.MakeTask(name));
+        add(tasks.back(), priority);
+    };
+    queue("low1", Pool::eTaskPriorityLow);
+    queue("normal1", Pool::eTaskPriorityNormal);
+    queue("high1", Pool::eTaskPriorityHigh);
+    queue("low2", Pool::eTaskPriorityLow);
+    queue("normal2", Pool::eTaskPriorityNormal);
+    queue("high2", Pool::eTaskPriorityHigh);
+    blocker.Release();
+    ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(diary.Read(), "high1 high2 normal1 normal2 low1 low2");
+    EXPECT_EQ(workerCount(), 1u);
+}
+
+TEST_F(CbThreadPoolOrder, AWorkerServesItsOwnSubmitterFirst)
+{
+    CDiary diary;
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    // Another thread waits with more important work, under a limit that its own blocked task takes up.
+    CBlocker other;
+    TaskPointer const others = diary.MakeTask("other");
+    unsigned long otherId = 0;
+    std::thread(
+        [&]
+        {
+            otherId = GetCurrentThreadId();
+            pool().LimitTaskCount(1);
+            other.Submit();
+            add(others, Pool::eTaskPriorityHigh);
+        })
+        .join();
+    pool().LimitTaskCount(otherId, 2);
+    add(diary.MakeTask("own1"), Pool::eTaskPriorityLow);
+    add(diary.MakeTask("own2"), Pool::eTaskPriorityLow);
+    blocker.Release();
+    EXPECT_TRUE(others->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_EQ(diary.Read(), "own1 own2 other");
+    other.Release();
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    pool().LimitTaskCount(otherId, 0);
+}
+
+TEST_F(CbThreadPoolOrder, AQuietSubmitterIsNotHeldUpByAFlood)
+{
+    // The flood may keep only its own share busy: the quiet thread's tasks find room, and a worker.
+    CGate leave;
+    std::atomic<int> flooded = 0;
+    for (int n = 0; n < 1000; ++n)
+    {
+        add(makeTask(
+            [&]
+            {
+                leave.Pass();
+                ++flooded;
+            }));
+    }
+    std::thread(
+        []
+        {
+            for (int n = 0; n < 20; ++n)
+            {
+                runOne();
+            }
+        })
+        .join();
+    EXPECT_EQ(flooded, 0);
+    leave.Open();
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(flooded, 1000);
+}
+
+// ---- growth
+
+TEST_F(CbThreadPoolGrowth, StartsOneWorkerForATaskThatFindsRoomButNoIdleWorker)
+{
+    pool().LimitTaskCount(3);
+    CBlocker first;
+    first.Submit();
+    EXPECT_EQ(workerCount(), 1u);
+    CBlocker second;
+    second.Submit();
+    EXPECT_EQ(workerCount(), 2u);
+    first.Release();
+    ASSERT_TRUE(becomesIdle(1));
+    // An idle worker: no new one.
+    CBlocker third;
+    third.Submit();
+    EXPECT_EQ(workerCount(), 2u);
+    CBlocker fourth;
+    fourth.Submit();
+    EXPECT_EQ(workerCount(), 3u);
+    // No room: no new one.
+    TaskPointer const queued = makeTask();
+    add(queued);
+    EXPECT_EQ(workerCount(), 3u);
+    second.Release();
+    EXPECT_TRUE(queued->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_EQ(workerCount(), 3u) << "it never shrinks by itself";
+}
+
+TEST_F(CbThreadPoolGrowth, LetsTasksWaitForTasksThatTheySubmit)
+{
+    constexpr int c_Levels = 64;
+    std::atomic<int> deepest = 0;
+    std::function<void(int)> descend = [&](int level)
+    {
+        deepest = level;
+        if (level < c_Levels)
+        {
+            CbSmartPointer<CbTask> const inner =
+                pool().AddFunction([&descend, level] { descend(level + 1); }, Pool::eTaskPriorityNormal);
+            EXPECT_NE(inner, nullptr);
+            EXPECT_TRUE(inner->WaitUntilTerminate(c_PatienceMs));
+        }
+    };
+    CbSmartPointer<CbTask> const outer = pool().AddFunction([&] { descend(1); }, Pool::eTaskPriorityNormal);
+    ASSERT_NE(outer, nullptr);
+    EXPECT_TRUE(outer->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_EQ(deepest, c_Levels);
+    EXPECT_EQ(workerCount(), static_cast<unsigned int>(c_Levels));
+}
+
+TEST_F(CbThreadPoolGrowth, AccountsWhatATaskSubmitsToItsWorker)
+{
+    pool().LimitTaskCount(1);
+    bool hasRun = false;
+    TaskPointer const outer = makeTask(
+        [&]
+        {
+            TaskPointer const inner = makeTask([&] { hasRun = true; });
+            add(inner);
+            // The submitter's limit of one is taken up by this task.
+            EXPECT_TRUE(inner->WaitUntilTerminate(c_PatienceMs));
+        });
+    add(outer);
+    EXPECT_TRUE(outer->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_TRUE(hasRun);
+}
+
+// ---- hooks
+
+TEST_F(CbThreadPoolHooks, ResetTheTerminatedEventWhenTheTaskIsAdded)
+{
+    pool().LimitTaskCount(1);
+    TaskPointer const task = makeTask();
+    task->Run();
+    CBlocker blocker;
+    blocker.Submit();
+    EXPECT_TRUE(task->WaitUntilTerminate(0));
+    add(task);
+    EXPECT_FALSE(task->WaitUntilTerminate(0));
+    blocker.Release();
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+}
+
+TEST_F(CbThreadPoolHooks, RefuseATaskThatIsOfferedToAnIdleWorker)
+{
+    runOne();
+    ASSERT_TRUE(becomesIdle(1));
+    TaskPointer const task = makeTask();
+    task->isUnwanted = [] { return true; };
+    EXPECT_FALSE(pool().AddTask(task, Pool::eTaskPriorityNormal));
+    EXPECT_EQ(task->calls, "+") << "it was added all the same";
+    EXPECT_EQ(idleCount(), 1u);
+    EXPECT_FALSE(task->WaitUntilTerminate(0));
+    EXPECT_EQ(task->getReferenceCounter().GetCount(), 1u);
+}
+
+TEST_F(CbThreadPoolHooks, DropAQueuedTaskWhenItsTurnComes)
+{
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const dropped = makeTask();
+    dropped->isUnwanted = [] { return true; };
+    add(dropped);
+    TaskPointer const next = makeTask();
+    add(next);
+    blocker.Release();
+    EXPECT_TRUE(next->WaitUntilTerminate(c_PatienceMs));
+    ASSERT_TRUE(becomesIdle(1));
+    EXPECT_EQ(dropped->calls, "+");
+    EXPECT_FALSE(dropped->WaitUntilTerminate(0));
+    EXPECT_EQ(dropped->getReferenceCounter().GetCount(), 1u);
+}
+
+TEST_F(CbThreadPoolHooks, DropAQueuedTaskWhoseAnswerFails)
+{
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const failing = makeTask();
+    failing->isUnwanted = []() -> bool { throw 1; };
+    add(failing);
+    TaskPointer const next = makeTask();
+    add(next);
+    blocker.Release();
+    EXPECT_TRUE(next->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_EQ(failing->calls, "+");
+    EXPECT_TRUE(becomesIdle(1)) << "the worker goes on";
+}
+
+TEST_F(CbThreadPoolHooks, ThatThrowLeaveTheTaskUnqueuedAndTheLockFree)
+{
+    TaskPointer const task = makeTask();
+    task->add = [] { throw 1; };
+    EXPECT_THROW(pool().AddTask(task, Pool::eTaskPriorityNormal), int);
+    std::thread(runOne).join();
+    ASSERT_TRUE(becomesIdle(1));
+    TaskPointer const other = makeTask();
+    other->isUnwanted = []() -> bool { throw 1; };
+    EXPECT_THROW(pool().AddTask(other, Pool::eTaskPriorityNormal), int);
+    EXPECT_EQ(idleCount(), 1u);
+    std::thread(runOne).join();
+    EXPECT_EQ(task->getReferenceCounter().GetCount(), 1u);
+    EXPECT_EQ(other->getReferenceCounter().GetCount(), 1u);
+}
+
+TEST_F(CbThreadPoolHooks, MayComeBackIntoThePool)
+{
+    // The answer of a task takes the idle worker that the task was to get, and changes limits.
+    runOne();
+    ASSERT_TRUE(becomesIdle(1));
+    CBlocker taker;
+    TaskPointer const task = makeTask();
+    task->isUnwanted = [&]
+    {
+        if (!taker.isSubmitted)
+        {
+            taker.isSubmitted = true;
+            EXPECT_TRUE(pool().AddTask(taker.task, Pool::eTaskPriorityNormal));
+            pool().LimitTaskCount(7);
+        }
+        return false;
+    };
+    add(task);
+    EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+    EXPECT_EQ(workerCount(), 2u);
+    EXPECT_FALSE(taker.task->WaitUntilTerminate(0));
+}
+
+TEST_F(CbThreadPoolHooks, OfAQueuedTaskMayRemoveItsRecord)
+{
+    pool().LimitTaskCount(1);
+    unsigned long const id = GetCurrentThreadId();
+    std::atomic<int> released = 0;
+    {
+        CBlocker blocker;
+        blocker.Submit();
+        TaskPointer first = makeTask();
+        first->isUnwanted = [id]
+        {
+            pool().LimitTaskCount(id, 0);
+            return true;
+        };
+        first->onEnd = [&] { ++released; };
+        add(first);
+        first.Reset();
+        TaskPointer second = makeTask();
+        second->onEnd = [&] { ++released; };
+        add(second);
+        second.Reset();
+        blocker.Release();
+    }
+    EXPECT_TRUE(becomesIdle(1));
+    EXPECT_TRUE(becomes([&] { return released == 2; })) << "both were dropped";
+    runOne();
+}
+
+TEST_F(CbThreadPoolHooks, TheEndOfADroppedTaskMayComeBackIntoThePool)
+{
+    pool().LimitTaskCount(1);
+    CBlocker blocker;
+    blocker.Submit();
+    TaskPointer const late = makeTask();
+    TaskPointer dropped = makeTask();
+    dropped->isUnwanted = [] { return true; };
+    dropped->onEnd = [&]
+    {
+        // Another thread gets through: the pool's lock is free.
+        std::thread(
+            []
+            {
+                pool().LimitTaskCount(5);
+                pool().LimitTaskCount(0);
+            })
+            .join();
+        EXPECT_TRUE(pool().AddTask(late, Pool::eTaskPriorityNormal));
+    };
+    add(dropped);
+    dropped.Reset();
+    blocker.Release();
+    EXPECT_TRUE(late->WaitUntilTerminate(c_PatienceMs));
+}
+
+// ---- idleness and shutdown
+
+TEST_F(CbThreadPoolIdle, IsToldByTheWait)
+{
+    CBlocker blocker;
+    blocker.Submit();
+    EXPECT_FALSE(pool().WaitUntilIdle(0));
+    EXPECT_FALSE(pool().WaitUntilIdle(2));
+    blocker.Release();
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_TRUE(pool().WaitUntilIdle(0));
+}
+
+TEST_F(CbThreadPoolShutdown, StopsNothingWhileATaskRuns)
+{
+    CBlocker blocker;
+    blocker.Submit();
+    EXPECT_FALSE(pool().ShutdownAndWait(0));
+    EXPECT_FALSE(pool().ShutdownAndWait(2));
+    EXPECT_EQ(workerCount(), 1u);
+    std::thread(runOne).join();
+    blocker.Release();
+    EXPECT_TRUE(pool().ShutdownAndWait(c_PatienceMs));
+    EXPECT_EQ(workerCount(), 0u);
+    EXPECT_TRUE(pool().ShutdownAndWait(0)) << "with no worker there is nothing to wait for";
+    runOne();
+    EXPECT_EQ(workerCount(), 1u);
+}
+
+TEST_F(CbThreadPoolShutdown, EndsTheThreadsOfItsWorkers)
+{
+    kerneltest::CHandle worker;
+    {
+        CBlocker blocker;
+        HANDLE thread = nullptr;
+        blocker.task->before = [&]
+        {
+            DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
+                            DUPLICATE_SAME_ACCESS);
+        };
+        blocker.Submit();
+        worker = kerneltest::CHandle(thread);
+    }
+    EXPECT_EQ(WaitForSingleObject(worker, 0), WAIT_TIMEOUT);
+    EXPECT_TRUE(pool().ShutdownAndWait(c_PatienceMs));
+    EXPECT_EQ(WaitForSingleObject(worker, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(exitCodeOf(worker), 0u);
+}
+
+TEST_F(CbThreadPoolShutdown, WaitsForWorkThatIsAddedMeanwhile)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        std::atomic<int> done = 0;
+        std::thread adder(
+            [&]
+            {
+                for (int n = 0; n < 20; ++n)
+                {
+                    add(makeTask([&] { ++done; }));
+                }
+            });
+        EXPECT_TRUE(pool().ShutdownAndWait(c_PatienceMs));
+        adder.join();
+        EXPECT_TRUE(pool().ShutdownAndWait(c_PatienceMs));
+        EXPECT_EQ(done, 20);
+        ASSERT_EQ(workerCount(), 0u);
+    }
+}
+
+TEST_F(CbThreadPoolShutdown, OfSomeWorkersLeavesTheRest)
+{
+    pool().LimitTaskCount(4);
+    {
+        std::array<CBlocker, 4> blockers;
+        for (CBlocker& blocker : blockers)
+        {
+            blocker.Submit();
+        }
+    }
+    EXPECT_TRUE(limitWorkers(9));
+    EXPECT_EQ(workerCount(), 4u);
+    EXPECT_TRUE(limitWorkers(3));
+    EXPECT_EQ(workerCount(), 3u);
+    EXPECT_EQ(idleCount(), 3u);
+    EXPECT_TRUE(pool().WaitUntilIdle(0));
+    runOne();
+    EXPECT_EQ(workerCount(), 3u);
+    EXPECT_TRUE(limitWorkers(0));
+    EXPECT_EQ(workerCount(), 0u);
+}
+
+// ---- the end of the process
+
+class CbThreadPoolExit : public testing::TestWithParam<char const*>
+{
+};
+
+TEST_P(CbThreadPoolExit, IsPromptAndClean)
+{
+    SProgramRun const run = runProgram(ORVANE_POOL_EXIT_PROBE, GetParam());
+    EXPECT_TRUE(run.succeeded) << run.errors;
+    EXPECT_EQ(run.output.substr(0, run.output.find_first_of("\r\n")), GetParam());
+    EXPECT_EQ(run.errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, CbThreadPoolExit,
+                         testing::Values("unused", "idle", "running", "queued", "inside", "returning", "stopped"),
+                         [](auto const& tested) { return std::string(tested.param); });
+
+// ---- many tasks; ORVANE_POOL_TASKS sets how many
+
+TEST_F(CbThreadPoolStress, RunsEveryTaskOnceWhateverTheSubmitters)
+{
+    long long const total = kerneltest::getNumber("ORVANE_POOL_TASKS", 40'000);
+    for (int const submitterCount : {1, 2, 8})
+    {
+        long long const each = total / submitterCount / 3;
+        std::atomic<long long> done = 0;
+        std::atomic<long long> twice = 0;
+        std::vector<std::thread> submitters;
+        for (int n = 0; n < submitterCount; ++n)
+        {
+            submitters.emplace_back(
+                [&, n]
+                {
+                    constexpr long long c_Batch = 256;
+                    for (long long begin = 0; begin < each; begin += c_Batch)
+                    {
+                        std::vector<std::atomic<int>> runs(static_cast<std::size_t>(std::min(c_Batch, each - begin)));
+                        std::vector<CbSmartPointer<CbTask>> tasks;
+                        for (std::atomic<int>& count : runs)
+                        {
+                            auto const priority = static_cast<Pool::ETaskPriority>((begin + n) % 3);
+                            tasks.push_back(pool().AddFunction(
+                                [&]
+                                {
+                                    twice += ++count > 1 ? 1 : 0;
+                                    ++done;
+                                },
+                                priority));
+                        }
+                        for (CbSmartPointer<CbTask> const& task : tasks)
+                        {
+                            ASSERT_NE(task, nullptr);
+                            ASSERT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+                        }
+                    }
+                });
+        }
+        for (std::thread& submitter : submitters)
+        {
+            submitter.join();
+        }
+        EXPECT_EQ(done, each * submitterCount);
+        EXPECT_EQ(twice, 0);
+        EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    }
+}
