@@ -1434,8 +1434,7 @@ BOOL readSnapshot(HANDLE snapshot, bool isFirst, bool holdsModules, List Snapsho
         return fail(ERROR_INVALID_HANDLE);
     }
     Locked held(ref);
-    if (!held.isHeld() || Word::kind(held.word) != Kind::Passive || held.object().snapshot == nullptr)
-    if (!held.isHeld() || Word::kind(held.word) != Kind::Snapshot ||
+    if (!held.isHeld() || Word::kind(held.word) != Kind::Passive || held.object().snapshot == nullptr ||
         held.object().snapshot->holdsModules != holdsModules)
     {
         return fail(ERROR_INVALID_HANDLE);
