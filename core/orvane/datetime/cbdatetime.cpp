@@ -760,11 +760,10 @@ void CbDateTime::Serialize(CbStreamReadBinary& stream)
 
 CbDateTime& CbDateTime::assignTicks(unsigned __int64 ticks)
 {
-    FILETIME const time = split(ticks);
-    SYSTEMTIME fields;
-    if (ticks <= c_LastTick && FileTimeToSystemTime(&time, &fields))
+    if (ticks <= c_LastTick)
     {
-        m_fields = fields;
+        FILETIME const time = split(ticks);
+        FileTimeToSystemTime(&time, &m_fields); // refuses no others
     }
     return *this;
 }
