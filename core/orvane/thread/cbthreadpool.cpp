@@ -29,6 +29,40 @@ constexpr unsigned int c_NoThread = 0xFFFFFFFF;
 // The workers to begin with, and the limit of a thread that has none of its own.
 unsigned int const s_defaultTaskLimit = CbCPU::GetCount();
 
+// Holds a critical section for a scope, after giving way to those who want it too.
+//
+// For workers: who submits in bulk needs the pool's lock again and again for a moment. A worker that spins for it, or has to
+// be woken for it, costs the submitter more than the worker gains by being early.
+class CPoliteHolder
+{
+public:
+    explicit CPoliteHolder(CbCriticalSection const& section) : m_section(section)
+    {
+        for (int attempt = 0; attempt < c_Attempts; ++attempt)
+        {
+            if (section.TryEnter())
+            {
+                return;
+            }
+            SwitchToThread();
+        }
+        section.Enter();
+    }
+
+    CPoliteHolder(CPoliteHolder const&) = delete;
+    CPoliteHolder& operator=(CPoliteHolder const&) = delete;
+
+    ~CPoliteHolder()
+    {
+        m_section.Leave();
+    }
+
+private:
+    static constexpr int c_Attempts = 64;
+
+    CbCriticalSection const& m_section;
+};
+
 template <class TPool>
 std::shared_ptr<TPool> makePool(unsigned int blockSize)
 {
@@ -123,7 +157,7 @@ private:
     void lookForWork()
     {
         SDropped dropped;
-        CbCriticalSectionAuto const holder(m_gate->lock);
+        CPoliteHolder const holder(m_gate->lock);
         if (!m_gate->isPoolGone)
         {
             m_pool->considerIdleWorker(*this, dropped);
