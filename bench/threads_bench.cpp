@@ -44,6 +44,12 @@ constexpr int c_QuietTasks = 100;
 class COrvanePool
 {
 public:
+    // As new: with no worker that the row before made it start.
+    COrvanePool()
+    {
+        CbThreadPool::GetInstance().ShutdownAndWait(0xFFFFFFFF);
+    }
+
     template <class F>
     void Submit(F function)
     {
@@ -195,6 +201,7 @@ void emptyOwnTasks(benchmark::State& state, int submitters)
         tasks.push_back(MakeCounted<CCount>());
     }
     CbThreadPool& pool = CbThreadPool::GetInstance();
+    pool.ShutdownAndWait(0xFFFFFFFF);
     for (auto _ : state)
     {
         std::latch done(c_Tasks);
@@ -236,6 +243,7 @@ void submitAndWait(benchmark::State& state)
 
 void submitAndWaitForTheTask(benchmark::State& state)
 {
+    CbThreadPool::GetInstance().ShutdownAndWait(0xFFFFFFFF);
     for (auto _ : state)
     {
         CbThreadPool::GetInstance()

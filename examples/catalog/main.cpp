@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 #include "catalogfile.h"
 
@@ -120,23 +125,129 @@ std::vector<fs::path> findFiles(std::vector<fs::path> const& roots)
     return files;
 }
 
+// Reads one file on a thread of the pool.
+class CFileTask : public CbTask
+{
+public:
+    explicit CFileTask(fs::path file) : m_file(std::move(file))
+    {
+    }
+
+    // Small files first: what a large one takes keeps nobody waiting.
+    CbThreadPool::ETaskPriority GetPriority() const
+    {
+        constexpr std::uintmax_t c_Small = 64 * 1024;
+        constexpr std::uintmax_t c_Large = 4 * 1024 * 1024;
+        std::error_code error;
+        std::uintmax_t const size = fs::file_size(m_file, error);
+        if (error || size < c_Small)
+        {
+            return CbThreadPool::eTaskPriorityHigh;
+        }
+        return size < c_Large ? CbThreadPool::eTaskPriorityNormal : CbThreadPool::eTaskPriorityLow;
+    }
+
+    // Once the task has ended.
+    bool HasFailed() const
+    {
+        return m_hasFailed;
+    }
+
+    CFileEntry TakeEntry()
+    {
+        return std::move(m_entry);
+    }
+
+protected:
+    TCheckedBool run() override
+    {
+        m_entry = CFileEntry::FromFile(m_file);
+        return true;
+    }
+
+    void onException(CbException const*) override
+    {
+        // The exception has written itself and its cause to the log; the other files go on.
+        m_hasFailed = true;
+    }
+
+private:
+    fs::path m_file;
+    CFileEntry m_entry;
+    bool m_hasFailed = false;
+};
+
+// A line that shows how far the work is, where standard error is a terminal.
+class CProgress
+{
+public:
+    explicit CProgress(std::size_t total) : m_total(total)
+    {
+    }
+
+    CProgress(CProgress const&) = delete;
+    CProgress& operator=(CProgress const&) = delete;
+
+    ~CProgress()
+    {
+        if (m_isShown)
+        {
+            std::fprintf(stderr, "\r%*s\r", c_Width, "");
+        }
+    }
+
+    void Advance()
+    {
+        if (m_isShown && ++m_done % c_Step == 0)
+        {
+            std::fprintf(stderr, "\r%zu of %zu files", m_done, m_total);
+        }
+    }
+
+private:
+    static constexpr int c_Width = 60;
+    static constexpr std::size_t c_Step = 32;
+
+    bool const m_isShown = isatty(2) != 0;
+    std::size_t const m_total;
+    std::size_t m_done = 0;
+};
+
 int makeCatalog(SOptions const& options)
 {
+    constexpr std::size_t c_Ahead = 256; // tasks in the pool at a time
+    constexpr unsigned int c_NoTimeout = 0xFFFFFFFF;
+
     auto const started = std::chrono::steady_clock::now();
     std::vector<CFileEntry> entries;
     unsigned __int64 bytes = 0;
     std::size_t failed = 0;
-    for (fs::path const& file : findFiles(options.roots))
     {
-        try
+        std::vector<fs::path> const files = findFiles(options.roots);
+        CProgress progress(files.size());
+        std::deque<CbSmartPointer<CFileTask>> tasks;
+        for (std::size_t next = 0; next < files.size() || !tasks.empty();)
         {
-            entries.push_back(CFileEntry::FromFile(file));
-            bytes += entries.back().GetSize();
-        }
-        catch (CbException const&)
-        {
-            // The exception has written itself and its cause to the log; the other files go on.
-            ++failed;
+            if (next < files.size() && tasks.size() < c_Ahead)
+            {
+                tasks.push_back(MakeCounted<CFileTask>(files[next++]));
+                CbThreadPool::GetInstance().AddTask(tasks.back(), tasks.back()->GetPriority());
+                continue;
+            }
+            // Whichever ends first: the catalogue has the order of the names.
+            CbSmartPointer<CFileTask> const task = std::move(tasks.front());
+            tasks.pop_front();
+            task->WaitUntilTerminate(c_NoTimeout).Ignore();
+            if (task->HasFailed())
+            {
+                ++failed;
+            }
+            else
+            {
+                entries.push_back(task->TakeEntry());
+                bytes += entries.back().GetSize();
+            }
+            progress.Advance();
         }
     }
     WriteCatalog(options.output, entries);

@@ -29,6 +29,40 @@ constexpr unsigned int c_NoThread = 0xFFFFFFFF;
 // The workers to begin with, and the limit of a thread that has none of its own.
 unsigned int const s_defaultTaskLimit = CbCPU::GetCount();
 
+// Holds a critical section for a scope, after giving way to those who want it too.
+//
+// For workers: who submits in bulk needs the pool's lock again and again for a moment. A worker that spins for it, or has to
+// be woken for it, costs the submitter more than the worker gains by being early.
+class CPoliteHolder
+{
+public:
+    explicit CPoliteHolder(CbCriticalSection const& section) : m_section(section)
+    {
+        for (int attempt = 0; attempt < c_Attempts; ++attempt)
+        {
+            if (section.TryEnter())
+            {
+                return;
+            }
+            SwitchToThread();
+        }
+        section.Enter();
+    }
+
+    CPoliteHolder(CPoliteHolder const&) = delete;
+    CPoliteHolder& operator=(CPoliteHolder const&) = delete;
+
+    ~CPoliteHolder()
+    {
+        m_section.Leave();
+    }
+
+private:
+    static constexpr int c_Attempts = 64;
+
+    CbCriticalSection const& m_section;
+};
+
 template <class TPool>
 std::shared_ptr<TPool> makePool(unsigned int blockSize)
 {
@@ -58,11 +92,19 @@ public:
     {
     }
 
-    // Expects the pool's lock. Waits for nothing: an occupied worker has taken its task before, an idle one too.
+    // Gives an idle worker a task. Expects the pool's lock. Waits for nothing: the worker has taken its task before.
     void Occupy(unsigned long threadId, CbSmartPointer<CbTask> const& task)
     {
         m_submitterId = static_cast<unsigned int>(threadId);
         m_tasks.Put(task, INFINITE);
+    }
+
+    // Gives a worker that looks for work a task, on its own thread: nobody has to be woken through the channel. Expects the
+    // pool's lock.
+    void Keep(unsigned long threadId, CbSmartPointer<CbTask> task)
+    {
+        m_submitterId = static_cast<unsigned int>(threadId);
+        m_own = std::move(task);
     }
 
     // Expects the pool's lock, and an idle worker.
@@ -96,7 +138,7 @@ private:
     // False where there was null. The task is released before the worker looks for another.
     bool runNext()
     {
-        CbSmartPointer<CbTask> const task = m_tasks.Take(INFINITE);
+        CbSmartPointer<CbTask> const task = m_own != nullptr ? std::move(m_own) : m_tasks.Take(INFINITE);
         if (task == nullptr)
         {
             return false;
@@ -115,7 +157,7 @@ private:
     void lookForWork()
     {
         SDropped dropped;
-        CbCriticalSectionAuto const holder(m_gate->lock);
+        CPoliteHolder const holder(m_gate->lock);
         if (!m_gate->isPoolGone)
         {
             m_pool->considerIdleWorker(*this, dropped);
@@ -127,6 +169,7 @@ private:
     unsigned int m_submitterId = c_NoThread; // guarded by the pool's lock
     CbChannel<CbTask> m_tasks;
     std::shared_ptr<SGate> m_gate;
+    CbSmartPointer<CbTask> m_own; // the next task, found by the worker itself
 };
 
 void CbThreadPool::SDropped::Add(CbSmartPointer<CbTask> task) noexcept
@@ -236,7 +279,9 @@ bool CbThreadPool::AddTask(CbSmartPointer<CbTask> task, ETaskPriority priority)
             data = &getThreadData(threadId);
             if (data->HasRoom() && !m_idleWorkers.IsEmpty())
             {
-                handOver(task, threadId, *data, *m_idleWorkers.TakeHead());
+                ++data->running;
+                m_idleWorkers.TakeHead()->Occupy(threadId, task);
+                updateIdleState();
                 return true;
             }
         }
@@ -481,24 +526,18 @@ bool CbThreadPool::serve(unsigned long threadId, CWorkerThread& worker, bool isL
     return false;
 }
 
-// Expects the lock. False where the task does not want to run.
-bool CbThreadPool::occupyWorker(CbSmartPointer<CbTask> const& task, unsigned long threadId, CWorkerThread& worker)
+// For a worker that looks for work. False where the task does not want to run. Expects the lock.
+bool CbThreadPool::occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, CWorkerThread& worker)
 {
     if (task->doNotRun())
     {
         return false;
     }
-    handOver(task, threadId, getThreadData(threadId), worker);
-    return true;
-}
-
-// Expects the lock.
-void CbThreadPool::handOver(CbSmartPointer<CbTask> const& task, unsigned long threadId, SThreadData& data,
-                            CWorkerThread& worker)
-{
-    ++data.running;
-    worker.Occupy(threadId, task);
+    // Looked up after the hook, which may have come back into the pool.
+    ++getThreadData(threadId).running;
+    worker.Keep(threadId, std::move(task));
     updateIdleState();
+    return true;
 }
 
 // Expects the lock.

@@ -144,8 +144,7 @@ private:
     bool createWorkerThread();
     void considerIdleWorker(CWorkerThread& worker, SDropped& dropped);
     bool serve(unsigned long threadId, CWorkerThread& worker, bool isLimited, SDropped& dropped);
-    bool occupyWorker(CbSmartPointer<CbTask> const& task, unsigned long threadId, CWorkerThread& worker);
-    void handOver(CbSmartPointer<CbTask> const& task, unsigned long threadId, SThreadData& data, CWorkerThread& worker);
+    bool occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, CWorkerThread& worker);
     SThreadData& getThreadData(unsigned long threadId);
     static void takeOpenTasks(SThreadData& data, SDropped& dropped);
     void reserveIdleNodes(unsigned int count);
