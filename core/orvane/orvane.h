@@ -4,6 +4,9 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/datetime/cbdatetime.h"
+#include "orvane/datetime/cbdatetime_serializer.h"
+#include "orvane/datetime/cbtimeinterval.h"
 #include "orvane/exception/cbcheckreturn.h"
 #include "orvane/exception/cbexception.h"
 #include "orvane/exception/cbexceptioncondition.h"

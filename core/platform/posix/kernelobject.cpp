@@ -2,8 +2,10 @@
 
 #include <climits>
 #include <new>
+#include <utility>
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include "nosuspend.h"
 
@@ -503,6 +505,7 @@ void releaseReference(Locked& held) noexcept
     object.thread = nullptr;
     object.named = nullptr;
     object.snapshot = nullptr;
+    int const descriptor = std::exchange(object.descriptor, -1);
     held.word = (held.word + (1ull << Word::c_GenerationShift)) & Word::c_GenerationMask;
     held.unlock();
     if (thread != nullptr)
@@ -516,6 +519,10 @@ void releaseReference(Locked& held) noexcept
     if (snapshot != nullptr)
     {
         closeSnapshot(snapshot);
+    }
+    if (descriptor >= 0)
+    {
+        close(descriptor);
     }
     s_tableLock.lock();
     object.nextFree = s_freeObjects;

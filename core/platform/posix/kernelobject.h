@@ -28,8 +28,8 @@ enum class Kind : std::uint32_t
     Mutex,
     Semaphore,
     Thread,
-    Named,   // the state is in memory that processes share
-    Snapshot // a list of threads; cannot be waited on
+    Named,  // the state is in memory that processes share
+    Passive // a list of threads or a file; cannot be waited on
 };
 
 struct WaitOperation;
@@ -92,6 +92,7 @@ struct alignas(64) KernelObject
     std::uint32_t poolIndex = 0;
 
     std::atomic<std::uint32_t> recursion{0}; // of a mutex; touched by its owner only, or while it changes hands
+    int descriptor = -1;                     // of a file
 
     ThreadRecord* thread = nullptr; // of a thread object
     NamedObject* named = nullptr;   // of a named object

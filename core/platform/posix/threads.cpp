@@ -1213,7 +1213,7 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
             }
         }
         NoSuspend const guard;
-        KernelObject* const object = createObject(Kind::Snapshot, 0);
+        KernelObject* const object = createObject(Kind::Passive, 0);
         if (object != nullptr)
         {
             object->snapshot = record.release();
@@ -1244,7 +1244,7 @@ BOOL readSnapshot(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
         return fail(ERROR_INVALID_HANDLE);
     }
     Locked held(ref);
-    if (!held.isHeld() || Word::kind(held.word) != Kind::Snapshot)
+    if (!held.isHeld() || Word::kind(held.word) != Kind::Passive || held.object().snapshot == nullptr)
     {
         return fail(ERROR_INVALID_HANDLE);
     }

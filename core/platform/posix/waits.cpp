@@ -466,7 +466,7 @@ ObjectRef findWaitable(HANDLE handle) noexcept
     {
         return findPseudoHandle(handle);
     }
-    bool const isWaitable = Word::kind(ref.object->word.load(std::memory_order_relaxed)) != Kind::Snapshot;
+    bool const isWaitable = Word::kind(ref.object->word.load(std::memory_order_relaxed)) != Kind::Passive;
     return isWaitable ? ref : ObjectRef();
 }
 

@@ -13,6 +13,7 @@
 #include "platform_target/kernel.h"
 #include "platform_target/locks.h"
 #include "platform_target/threads.h"
+#include "platform_target/times.h"
 #include "platform_target/types.h"
 
 using HLOCAL = void*;

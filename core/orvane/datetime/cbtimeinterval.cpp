@@ -1,0 +1,167 @@
+#include "orvane/datetime/cbtimeinterval.h"
+
+#include <iterator>
+
+#include "orvane/datetime/cbdatetime.h"
+#include "orvane/exception/cbexceptionconversion.h"
+#include "orvane/exception/raisesite.h"
+#include "orvane/text/cbstr.h"
+
+namespace
+{
+constexpr char const* c_SourceFile = "cbtimeinterval";
+
+constexpr __int64 c_Day = 86'400'000;
+// Milliseconds per unit, in the order of CbTimeInterval::EResolution.
+constexpr __int64 c_Factors[] = {365 * c_Day, 366 * c_Day, 7 * c_Day, c_Day, 3'600'000, 60'000, 1'000, 1};
+// Days per month of a common year, in the order of CbTimeInterval::EMonths.
+constexpr __int64 c_Days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+
+constexpr __int64 c_Group = 1'000; // what a group of three digits counts to
+
+__int64 getFactor(CbTimeInterval::EResolution unit)
+{
+    if (unit >= std::size(c_Factors))
+    {
+        throw CbExceptionConversion(CB_SITE("GetFactor"));
+    }
+    return c_Factors[unit];
+}
+
+__int64 getLength(CbTimeInterval::EMonths month, unsigned int year)
+{
+    if (month >= std::size(c_Days))
+    {
+        throw CbExceptionConversion(CB_SITE("CbTimeInterval::CbTimeInterval"));
+    }
+    bool const hasLeapDay = month == CbTimeInterval::eFebruary && CbDateTime::IsLeapYear(year);
+    return (c_Days[month] + (hasLeapDay ? 1 : 0)) * c_Day;
+}
+
+// Overflow is not detected; it wraps.
+__int64 wrap(unsigned __int64 value)
+{
+    return static_cast<__int64>(value);
+}
+
+unsigned __int64 bits(__int64 value)
+{
+    return static_cast<unsigned __int64>(value);
+}
+} // namespace
+
+ITimeInterval::~ITimeInterval() = default;
+
+CbTimeInterval::CbTimeInterval() = default;
+
+CbTimeInterval::CbTimeInterval(__int64 milliseconds) : m_milliseconds(milliseconds)
+{
+}
+
+CbTimeInterval::CbTimeInterval(EResolution unit, int count) : m_milliseconds(wrap(bits(getFactor(unit)) * bits(count)))
+{
+}
+
+CbTimeInterval::CbTimeInterval(EMonths month, unsigned int year) : m_milliseconds(getLength(month, year))
+{
+}
+
+CbTimeInterval::CbTimeInterval(std::chrono::milliseconds duration) : m_milliseconds(duration.count())
+{
+}
+
+CbTimeInterval::~CbTimeInterval() = default;
+
+__int64 CbTimeInterval::GetMilliseconds() const
+{
+    return m_milliseconds;
+}
+
+__int64 CbTimeInterval::Get(EResolution unit) const
+{
+    return m_milliseconds / getFactor(unit);
+}
+
+std::chrono::milliseconds CbTimeInterval::GetDuration() const
+{
+    return std::chrono::milliseconds(m_milliseconds);
+}
+
+bool CbTimeInterval::operator==(CbTimeInterval const& other) const
+{
+    return m_milliseconds == other.m_milliseconds;
+}
+
+bool CbTimeInterval::operator!=(CbTimeInterval const& other) const
+{
+    return m_milliseconds != other.m_milliseconds;
+}
+
+CbTimeInterval& CbTimeInterval::operator+=(CbTimeInterval const& other)
+{
+    m_milliseconds = wrap(bits(m_milliseconds) + bits(other.m_milliseconds));
+    return *this;
+}
+
+CbTimeInterval& CbTimeInterval::operator-=(CbTimeInterval const& other)
+{
+    m_milliseconds = wrap(bits(m_milliseconds) - bits(other.m_milliseconds));
+    return *this;
+}
+
+CbTimeInterval& CbTimeInterval::operator*=(__int64 factor)
+{
+    m_milliseconds = wrap(bits(m_milliseconds) * bits(factor));
+    return *this;
+}
+
+CbTimeInterval& CbTimeInterval::operator/=(__int64 divisor)
+{
+    m_milliseconds /= divisor;
+    return *this;
+}
+
+std::wstring CbTimeInterval::ToString(EResolution unit, bool grouped) const
+{
+    __int64 const count = Get(unit);
+    CbStrT<std::wstring> part;
+    if (!grouped || count < c_Group)
+    {
+        part.Format(L"%I64i", count);
+        return part.Get();
+    }
+    std::wstring text;
+    __int64 rest = count;
+    do
+    {
+        if (!text.empty())
+        {
+            text.insert(0, 1, L'\'');
+        }
+        part.Format(L"%0*i", 3, static_cast<int>(rest % c_Group));
+        text.insert(0, part.Get());
+        rest /= c_Group;
+    } while (rest >= c_Group);
+    part.Format(L"%i", static_cast<int>(rest));
+    return part.Get() + L'\'' + text;
+}
+
+CbTimeInterval operator+(CbTimeInterval left, CbTimeInterval const& right)
+{
+    return left += right;
+}
+
+CbTimeInterval operator-(CbTimeInterval left, CbTimeInterval const& right)
+{
+    return left -= right;
+}
+
+CbTimeInterval operator*(CbTimeInterval left, __int64 right)
+{
+    return left *= right;
+}
+
+CbTimeInterval operator/(CbTimeInterval left, __int64 right)
+{
+    return left /= right;
+}

@@ -1,0 +1,258 @@
+// Every zone of the database at each of its changes from 1900 to 2037, against the system's own tool: it lists the seconds
+// before and at each change with their local times.
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "orvane/datetime/cbdatetime.h"
+
+namespace
+{
+std::filesystem::path const c_Folder = "/usr/share/zoneinfo";
+
+void setZone(char const* name)
+{
+    setenv("TZ", name, 1);
+    _tzset();
+}
+
+class Zones : public testing::Test
+{
+protected:
+    ~Zones() override
+    {
+        setZone("UTC");
+    }
+};
+
+std::string localText(CbDateTime const& time)
+{
+    return time.ToString("Y-m-d H:i:s", true).GetString();
+}
+
+std::string universalText(std::string const& local)
+{
+    return CbDateTime(local.c_str(), true).ToString("Y-m-d H:i:s", false).GetString();
+}
+
+bool isZoneFile(std::filesystem::path const& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    char magic[4] = {};
+    file.read(magic, sizeof magic);
+    return std::string(magic, sizeof magic) == "TZif";
+}
+
+// The names of all zones; those of files that count leap seconds ("right/") are not the system's time.
+std::vector<std::string> zoneNames()
+{
+    std::vector<std::string> names;
+    if (!std::filesystem::exists(c_Folder))
+    {
+        return names;
+    }
+    for (auto const& entry : std::filesystem::recursive_directory_iterator(c_Folder))
+    {
+        std::string const name = std::filesystem::relative(entry.path(), c_Folder).string();
+        if (entry.is_regular_file() && !name.starts_with("right/") && !name.starts_with("posix/") &&
+            isZoneFile(entry.path()))
+        {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+struct SChange
+{
+    CbDateTime universal;
+    CbDateTime local;
+    long offset;
+};
+
+unsigned int monthOf(char const* name)
+{
+    static std::string const s_names = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    return static_cast<unsigned int>(s_names.find(name) / 3 + 1);
+}
+
+// Reads "Zone  Sun Mar 10 06:59:59 2024 UT = Sun Mar 10 01:59:59 2024 EST isdst=0 gmtoff=-18000".
+bool readLine(char const* line, std::string& zone, SChange& change)
+{
+    char name[128];
+    char months[2][4];
+    unsigned int n[2][5];
+    if (std::sscanf(line, "%127s %*3s %3s %u %u:%u:%u %u UT = %*3s %3s %u %u:%u:%u %u %*s isdst=%*d gmtoff=%ld", name,
+                    months[0], &n[0][0], &n[0][1], &n[0][2], &n[0][3], &n[0][4], months[1], &n[1][0], &n[1][1],
+                    &n[1][2], &n[1][3], &n[1][4], &change.offset) != 14)
+    {
+        return false;
+    }
+    zone = name;
+    change.universal = CbDateTime(n[0][4], monthOf(months[0]), n[0][0], n[0][1], n[0][2], n[0][3], 0);
+    change.local = CbDateTime(n[1][4], monthOf(months[1]), n[1][0], n[1][1], n[1][2], n[1][3], 0);
+    return true;
+}
+
+std::map<std::string, std::vector<SChange>> changesByTool(std::vector<std::string> const& names)
+{
+    std::string command = "cd " + c_Folder.string() + " && LC_ALL=C zdump -v -c 1900,2038";
+    for (std::string const& name : names)
+    {
+        command += " '" + name + '\'';
+    }
+    std::map<std::string, std::vector<SChange>> changes;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const output(popen(command.c_str(), "r"), pclose);
+    char line[512];
+    while (std::fgets(line, sizeof line, output.get()) != nullptr)
+    {
+        std::string zone;
+        SChange change{CbDateTime::c_Invalid, CbDateTime::c_Invalid, 0};
+        if (readLine(line, zone, change))
+        {
+            changes[zone].push_back(change);
+        }
+    }
+    return changes;
+}
+} // namespace
+
+TEST_F(Zones, AgreeWithTheSystemsToolAtEveryChange)
+{
+    if (std::system("command -v zdump >/dev/null") != 0 || !std::filesystem::exists(c_Folder / "Europe/Berlin"))
+    {
+        GTEST_SKIP() << "needs zdump and the zone database";
+    }
+    std::vector<std::string> const names = zoneNames();
+    std::size_t compared = 0;
+    for (auto const& [zone, changes] : changesByTool(names))
+    {
+        setZone(zone.c_str());
+        for (SChange const& change : changes)
+        {
+            ASSERT_EQ(localText(change.universal), change.local.ToString("Y-m-d H:i:s", false).GetString())
+                << zone << " at " << change.universal.ToString("Y-m-d H:i:s", false).GetString() << " UTC";
+            ASSERT_EQ(change.local - change.universal,
+                      CbTimeInterval(CbTimeInterval::eSecond, static_cast<int>(change.offset)));
+            // Local times that occur twice have an earlier UTC time; read back it must show the same.
+            std::string const local = change.local.ToString("Y-m-d H:i:s", false).GetString();
+            CbDateTime const back(local.c_str(), true);
+            ASSERT_EQ(localText(back), local) << zone;
+            ASSERT_LE(back, change.universal) << zone;
+            ++compared;
+        }
+    }
+    RecordProperty("compared", static_cast<int>(compared));
+    std::printf("%zu zones, %zu moments\n", names.size(), compared);
+    EXPECT_GT(names.size(), 300u);
+    EXPECT_GT(compared, 50'000u);
+}
+
+TEST_F(Zones, FollowTheRuleOfTheTime)
+{
+    // The United States moved both changes in 2007.
+    setZone("America/New_York");
+    EXPECT_EQ(localText(CbDateTime(2006, 3, 20, 12, 0, 0, 0)), "2006-03-20 07:00:00");
+    EXPECT_EQ(localText(CbDateTime(2007, 3, 20, 12, 0, 0, 0)), "2007-03-20 08:00:00");
+    EXPECT_EQ(localText(CbDateTime(1883, 11, 18, 12, 3, 57, 0)), "1883-11-18 07:07:55");
+}
+
+TEST_F(Zones, HaveHalfAndQuarterHours)
+{
+    setZone("Asia/Kolkata");
+    EXPECT_EQ(localText(CbDateTime(2024, 5, 6, 20, 0, 0, 0)), "2024-05-07 01:30:00");
+    EXPECT_EQ(universalText("2024-05-07 01:30:00"), "2024-05-06 20:00:00");
+    setZone("Asia/Kathmandu");
+    EXPECT_EQ(localText(CbDateTime(2024, 5, 6, 20, 0, 0, 0)), "2024-05-07 01:45:00");
+}
+
+TEST_F(Zones, MayChangeByHalfAnHour)
+{
+    setZone("Australia/Lord_Howe");
+    EXPECT_EQ(localText(CbDateTime(2024, 4, 6, 14, 59, 59, 0)), "2024-04-07 01:59:59");
+    EXPECT_EQ(localText(CbDateTime(2024, 4, 6, 15, 0, 0, 0)), "2024-04-07 01:30:00");
+    EXPECT_EQ(universalText("2024-04-07 01:45:00"), "2024-04-06 14:45:00");
+    EXPECT_EQ(universalText("2024-10-06 02:15:00"), "2024-10-05 15:15:00");
+}
+
+TEST_F(Zones, MayHaveTheirStandardTimeInSummer)
+{
+    setZone("Europe/Dublin");
+    EXPECT_EQ(localText(CbDateTime(2024, 7, 1, 12, 0, 0, 0)), "2024-07-01 13:00:00");
+    EXPECT_EQ(localText(CbDateTime(2024, 1, 1, 12, 0, 0, 0)), "2024-01-01 12:00:00");
+    EXPECT_EQ(localText(CbDateTime(2300, 7, 1, 12, 0, 0, 0)), "2300-07-01 13:00:00");
+}
+
+TEST_F(Zones, MayLeaveOutADay)
+{
+    setZone("Pacific/Apia");
+    EXPECT_EQ(localText(CbDateTime(2011, 12, 30, 9, 59, 59, 0)), "2011-12-29 23:59:59");
+    EXPECT_EQ(localText(CbDateTime(2011, 12, 30, 10, 0, 0, 0)), "2011-12-31 00:00:00");
+    EXPECT_EQ(universalText("2011-12-30 12:00:00"), "2011-12-29 22:00:00");
+}
+
+TEST_F(Zones, KeepTheirRuleToTheLastYear)
+{
+    setZone("Europe/Berlin");
+    EXPECT_EQ(localText(CbDateTime(9999, 7, 1, 12, 0, 0, 0)), "9999-07-01 14:00:00");
+    EXPECT_EQ(localText(CbDateTime(9999, 12, 1, 12, 0, 0, 0)), "9999-12-01 13:00:00");
+    EXPECT_EQ(localText(CbDateTime(30'827, 7, 1, 12, 0, 0, 0)), "30827-07-01 14:00:00");
+    // The last Sunday of March 4000 is the 26th, as it was in 2000.
+    EXPECT_EQ(localText(CbDateTime(4000, 3, 26, 0, 59, 59, 0)), "4000-03-26 01:59:59");
+    EXPECT_EQ(localText(CbDateTime(4000, 3, 26, 1, 0, 0, 0)), "4000-03-26 03:00:00");
+    EXPECT_EQ(universalText("4000-03-26 03:00:00"), "4000-03-26 01:00:00");
+}
+
+TEST_F(Zones, AreReadFromRulesToo)
+{
+    setZone("AAA-1BBB,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 31, 0, 59, 59, 0)), "2024-03-31 01:59:59");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 31, 1, 0, 0, 0)), "2024-03-31 03:00:00");
+    setZone("<+0330>-3:30");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 31, 1, 0, 0, 0)), "2024-03-31 04:30:00");
+    setZone("AAA3BBB,J60/0,J300/24");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 1, 2, 59, 59, 0)), "2024-02-29 23:59:59");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 1, 3, 0, 0, 0)), "2024-03-01 01:00:00");
+    setZone("AAA3BBB,59/0,300");
+    EXPECT_EQ(localText(CbDateTime(2024, 2, 29, 3, 0, 0, 0)), "2024-02-29 01:00:00");
+    setZone("AAA3BBB");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 5, 0, 0, 0)), "2024-03-10 03:00:00");
+    setZone("AAA3BBB4,0/0,J365/25");
+    EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 08:00:00");
+}
+
+TEST_F(Zones, AreUtcWhereThereIsNoSuchZone)
+{
+    for (char const* const name : {"", "Nowhere/At_All", "/etc/passwd", ":", "AAA", "AAA99", "AAA3BBB,M13.1.0,M1.1.0"})
+    {
+        setZone(name);
+        EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 12:00:00") << name;
+    }
+}
+
+TEST_F(Zones, MayBeNamedByAPath)
+{
+    setZone("/usr/share/zoneinfo/Asia/Tokyo");
+    EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 21:00:00");
+    setZone(":Asia/Tokyo");
+    EXPECT_EQ(localText(CbDateTime(2024, 6, 1, 12, 0, 0, 0)), "2024-06-01 21:00:00");
+}
+
+TEST_F(Zones, MayCountLeapSeconds)
+{
+    if (!std::filesystem::exists(c_Folder / "right/Asia/Tokyo"))
+    {
+        GTEST_SKIP() << "no such files here";
+    }
+    setZone("right/America/New_York");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 6, 59, 59, 0)), "2024-03-10 01:59:59");
+    EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 7, 0, 0, 0)), "2024-03-10 03:00:00");
+}
