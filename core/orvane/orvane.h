@@ -4,6 +4,10 @@
 #define ORVANE_ORVANE_H
 
 #include "orvane/container/cbarray.h"
+#include "orvane/container/cblistbaseintermediate.h"
+#include "orvane/container/cbmap.h"
+#include "orvane/container/cbnodelinked.h"
+#include "orvane/container/cbplexmanager.h"
 #include "orvane/datetime/cbdatetime.h"
 #include "orvane/datetime/cbdatetime_serializer.h"
 #include "orvane/datetime/cbtimeinterval.h"
@@ -21,6 +25,8 @@
 #include "orvane/exception/cblatesterror.h"
 #include "orvane/exception/condition.h"
 #include "orvane/exception/raisesite.h"
+#include "orvane/memory/cbreferencecounter.h"
+#include "orvane/memory/cbsmartpointer.h"
 #include "orvane/object/cbaserializable.h"
 #include "orvane/object/classrecord.h"
 #include "orvane/stream/cbarray_serializer.h"
@@ -35,5 +41,7 @@
 #include "orvane/text/cbformat.h"
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
+#include "orvane/thread/cbchannel.h"
+#include "orvane/value/cbwrappers.h"
 
 #endif // ORVANE_ORVANE_H

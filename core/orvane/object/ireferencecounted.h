@@ -17,6 +17,9 @@ public:
     virtual ~IReferenceCounted();
 
 protected:
+    // The counter asks every object for its own one; nobody else reaches through this interface.
+    friend class CbReferenceCounter<unsigned int>;
+
     IReferenceCounted() = default;
     IReferenceCounted(IReferenceCounted const&) = default;
     IReferenceCounted& operator=(IReferenceCounted const&) = default;
