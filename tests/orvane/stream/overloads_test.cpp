@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "orvane/stream/cbstreamwriteasciitrace.h"
 #include "orvane/stream/cbstreamwritebinarybytecount.h"
 #include "orvane/stream/streamtesting.h"
 
@@ -82,7 +83,8 @@ class StreamWriteOverloads : public testing::Test
 };
 
 using WriteStreams = testing::Types<IStreamWrite, CbStreamWrite, CbStreamWriteBinary, CbStreamWriteBinaryBuffer,
-                                    CbStreamWriteBinaryByteCount>;
+                                    CbStreamWriteBinaryByteCount, CbStreamWriteASCIIStringT<CStringA>,
+                                    CbStreamWriteASCIIStringT<CStringW>, CbStreamWriteASCIITrace>;
 TYPED_TEST_SUITE(StreamWriteOverloads, WriteStreams);
 
 TYPED_TEST(StreamWriteOverloads, TakeEveryPrimitiveAndText)
