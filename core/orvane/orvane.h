@@ -48,6 +48,8 @@
 #include "orvane/text/cbstr.h"
 #include "orvane/text/utf16.h"
 #include "orvane/thread/cbchannel.h"
+#include "orvane/value/cbvariant.h"
+#include "orvane/value/cbvarianttext.h"
 #include "orvane/value/cbwrappers.h"
 
 #endif // ORVANE_ORVANE_H
