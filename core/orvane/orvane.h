@@ -61,6 +61,8 @@
 #include "orvane/thread/cbthreadinfo.h"
 #include "orvane/thread/cbthreadpool.h"
 #include "orvane/thread/cbthreadruntasks.h"
+#include "orvane/value/cbvariant.h"
+#include "orvane/value/cbvarianttext.h"
 #include "orvane/value/cbwrappers.h"
 
 #endif // ORVANE_ORVANE_H

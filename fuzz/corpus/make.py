@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Writes the seeds of the fuzz targets: chunks and texts from the description of the encoding, and date-times."""
+"""Writes the seeds of the fuzz targets fuzz_readchunk, fuzz_strings and fuzz_variant from the description of the encoding."""
 
 import pathlib
 import struct
@@ -107,3 +108,34 @@ DATE_TIMES = {
 }
 for name, (selector, data) in DATE_TIMES.items():
     save("fuzz_datetime", name, bytes([selector]) + data)
+VARIANTS = {
+    0: b"",
+    1: b"\x01",
+    2: struct.pack("<i", -2),
+    3: struct.pack("<q", 2 ** 40),
+    4: struct.pack("<I", 2 ** 31),
+    5: struct.pack("<f", 2.5),
+    6: struct.pack("<d", -1e300),
+    7: b"A",
+    8: wide("0x1F"),
+    9: array(b"bytes"),
+    10: wide("2024-05-06 07:08:09"),
+    11: b"",
+    12: b"\x80",
+    13: b"\xFF",
+    14: struct.pack("<h", -2),
+    15: struct.pack("<H", 65535),
+    16: struct.pack("<Q", 2 ** 64 - 1),
+    17: b"",
+    18: narrow(b"12abc"),
+    19: b"",
+for kind, payload in VARIANTS.items():
+    save("fuzz_variant", "kind_%02d" % kind, bytes([0x80]) + struct.pack("<II", 0, kind) + payload)
+STORED = [struct.pack("<II", 0, kind) + payload for kind, payload in VARIANTS.items() if kind not in (11, 17, 19)]
+for target in range(21):
+    save("fuzz_variant", "to_%02d" % target, bytes([target]) + b"".join(STORED[:8]))
+    save("fuzz_variant", "more_to_%02d" % target, bytes([target]) + b"".join(STORED[8:]))
+    save("fuzz_variant", "text_to_%02d" % target, bytes([target]) + b"".join(
+        struct.pack("<II", 0, 18) + narrow(text) for text in (b"true", b" 010", b"1.5", b"A", b"2024-05-06 07:08:09", b"")))
+save("fuzz_variant", "version1", bytes([0x80]) + struct.pack("<III", 1, 2, 3))
+save("fuzz_variant", "no_date", bytes([0x80]) + struct.pack("<II", 0, 10) + wide("yesterday") + struct.pack("<II", 0, 0))
