@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the seeds of the fuzz targets: chunks and texts from the description of the encoding, and date-times."""
-"""Writes the seeds of the fuzz targets fuzz_readchunk, fuzz_strings and fuzz_variant from the description of the encoding."""
+"""Writes the seeds of the fuzz targets: chunks, texts, variants from the description of the encoding, and date-times."""
 
 import pathlib
 import struct
@@ -108,6 +107,7 @@ DATE_TIMES = {
 }
 for name, (selector, data) in DATE_TIMES.items():
     save("fuzz_datetime", name, bytes([selector]) + data)
+
 VARIANTS = {
     0: b"",
     1: b"\x01",
@@ -129,6 +129,7 @@ VARIANTS = {
     17: b"",
     18: narrow(b"12abc"),
     19: b"",
+}
 for kind, payload in VARIANTS.items():
     save("fuzz_variant", "kind_%02d" % kind, bytes([0x80]) + struct.pack("<II", 0, kind) + payload)
 STORED = [struct.pack("<II", 0, kind) + payload for kind, payload in VARIANTS.items() if kind not in (11, 17, 19)]
