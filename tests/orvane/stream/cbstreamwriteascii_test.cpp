@@ -12,11 +12,11 @@
 
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/stream/realformatter.h"
+#include "orvane/stream/texttesting.h"
 #include "support/layout.h"
 #include "support/logline.h"
 #include "support/raises.h"
 #include "support/virtualposition.h"
-#include "orvane/stream/texttesting.h"
 
 using Strings = std::vector<std::string>;
 using WideStrings = std::vector<std::wstring>;

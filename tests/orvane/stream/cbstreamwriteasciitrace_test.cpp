@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "orvane/stream/traceoutput.h"
 #include "orvane/stream/texttesting.h"
+#include "orvane/stream/traceoutput.h"
 
 using Strings = std::vector<std::string>;
 using WideStrings = std::vector<std::wstring>;
