@@ -31,6 +31,7 @@ public:
     {
     }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): there is nothing to assign.
     CbReferenceCounter& operator=(CbReferenceCounter const&) noexcept
     {
         return *this;
