@@ -6,9 +6,8 @@
 
 #include <dbghelp.h>
 #include <psapi.h>
-// Narrow text, whatever the rest of the program uses.
-#undef UNICODE
-#include <tlhelp32.h>
+// The narrow entry, whatever the rest of the program uses.
+#undef MODULEENTRY32
 
 static_assert(sizeof(DebugHelp::SAddress) == sizeof(ADDRESS64));
 static_assert(sizeof(DebugHelp::SStackFrame) == sizeof(STACKFRAME64));
