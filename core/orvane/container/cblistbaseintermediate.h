@@ -103,6 +103,7 @@ public:
     CbListBaseIntermediate& operator=(CbListBaseIntermediate const&) = delete;
 
     /// Takes the elements over. The source is empty afterwards and still has the pool.
+    // NOLINTNEXTLINE(performance-move-constructor-init): the source keeps its pool.
     CbListBaseIntermediate(CbListBaseIntermediate&& other) noexcept : m_pool(other.m_pool)
     {
         take(other);

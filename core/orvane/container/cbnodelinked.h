@@ -19,6 +19,7 @@ class CbNodeLinked<T, 0>
 {
 public:
     template <class TValue>
+    // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): a node is never copied.
     explicit CbNodeLinked(TValue&& initial) noexcept(noexcept(T(std::forward<TValue>(initial))))
         : value(std::forward<TValue>(initial))
     {
@@ -36,6 +37,7 @@ class CbNodeLinked<T, 1>
 {
 public:
     template <class TValue>
+    // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): a node is never copied.
     explicit CbNodeLinked(TValue&& initial) noexcept(noexcept(T(std::forward<TValue>(initial))))
         : value(std::forward<TValue>(initial))
     {

@@ -65,6 +65,7 @@ public:
         release();
     }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign() does nothing for what is held already.
     CbSmartPointer& operator=(CbSmartPointer const& other) noexcept
     {
         assign(other.m_pointer);

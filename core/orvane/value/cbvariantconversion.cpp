@@ -402,7 +402,7 @@ private:
     }
 
     template <class TText>
-    void keep(TText&& text)
+    void keep(TText text)
     {
         m_variant.hold(new TText(std::move(text)));
     }
