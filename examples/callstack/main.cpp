@@ -1,4 +1,4 @@
-// Prints the call stack of an exception that is raised several functions deep.
+// A task of the pool fails several functions deep; its onException prints the exception and the way that led to it.
 
 #include <cstdio>
 
@@ -8,43 +8,64 @@ namespace
 {
 constexpr char c_SourceFile[] = "main";
 
-CFailureReport s_report;
-
 int volatile s_loaded = 0; // keeps the calls from being merged by the compiler
 } // namespace
 
-[[gnu::noinline]] void readHeader(int size)
+[[gnu::noinline]] void readHeader(int size, CFailureReport& report)
 {
     if (size < 4)
     {
-        s_report.TakeStack();
-        throw CbExceptionStream(CB_SITE("readHeader"));
+        report.TakeStack();
+        throw CbException(CB_SITE("readHeader"), L"the header is cut off");
     }
     s_loaded = s_loaded + 1;
 }
 
-[[gnu::noinline]] void readDocument(int size)
+[[gnu::noinline]] void readDocument(int size, CFailureReport& report)
 {
-    readHeader(size);
+    readHeader(size, report);
     s_loaded = s_loaded + 1;
 }
 
-[[gnu::noinline]] void openDocument(int size)
+[[gnu::noinline]] void openDocument(int size, CFailureReport& report)
 {
-    readDocument(size);
+    readDocument(size, report);
     s_loaded = s_loaded + 1;
 }
+
+class COpenTask : public CbTask
+{
+public:
+    explicit COpenTask(int size) : m_size(size)
+    {
+    }
+
+protected:
+    TCheckedBool run() override
+    {
+        openDocument(m_size, m_report);
+        return true;
+    }
+
+    void onException(CbException const* exception) override
+    {
+        std::printf("%s", CStringA(m_report.Describe(*exception)).GetString());
+    }
+
+private:
+    int m_size;
+    CFailureReport m_report;
+};
 
 int main()
 {
-    try
+    CbSmartPointer<CbTask> const task = MakeCounted<COpenTask>(3);
+    if (!CbThreadPool::GetInstance().AddTask(task, CbThreadPool::eTaskPriorityNormal) ||
+        !task->WaitUntilTerminate(INFINITE))
     {
-        openDocument(3);
+        std::fputs("the task was not run\n", stderr);
+        return 1;
     }
-    catch (IException const& exception)
-    {
-        std::printf("%s", CStringA(s_report.Describe(exception)).GetString());
-        return 0;
-    }
-    return 1;
+    // It was to fail, and to say how.
+    return task->IsSuccessful() ? 1 : 0;
 }
