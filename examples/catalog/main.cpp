@@ -136,8 +136,8 @@ public:
     // Small files first: what a large one takes keeps nobody waiting.
     CbThreadPool::ETaskPriority GetPriority() const
     {
-        constexpr std::uintmax_t c_Small = 64 * 1024;
-        constexpr std::uintmax_t c_Large = 4 * 1024 * 1024;
+        constexpr std::uintmax_t c_Small = std::uintmax_t{64} * 1024;
+        constexpr std::uintmax_t c_Large = std::uintmax_t{4} * 1024 * 1024;
         std::error_code error;
         std::uintmax_t const size = fs::file_size(m_file, error);
         if (error || size < c_Small)

@@ -21,7 +21,7 @@ namespace
 constexpr __int64 c_Cycle = 146'097 * c_SecondsADay; // 400 years
 constexpr int c_YearsInTable = 402;                  // more than a cycle
 constexpr __int64 c_Never = INT64_MAX;
-constexpr __int64 c_WidestOffset = 27 * 3600; // wider than any
+constexpr __int64 c_WidestOffset = 27LL * 3600; // wider than any
 
 int yearOf(__int64 seconds)
 {
@@ -184,7 +184,7 @@ ZoneSource sourceOf(std::string name, std::string const& path)
 
 std::string contentOf(std::string const& path)
 {
-    constexpr std::size_t c_Most = 1024 * 1024; // zone files have a few kilobytes
+    constexpr std::size_t c_Most = std::size_t{1024} * 1024; // zone files have a few kilobytes
     struct stat status;
     std::string content;
     if (path.empty() || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))

@@ -73,7 +73,7 @@ Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
 // ---- sleeping
 
 constexpr std::uint32_t c_LongestLookNs = 40'000; // about what falling asleep and being woken across processors cost
-constexpr std::uint32_t c_ShortestLookNs = 1'000; // below that a look is not worth its clock
+constexpr std::uint64_t c_ShortestLookNs = 1'000; // below that a look is not worth its clock
 constexpr std::uint32_t c_LooksPerClock = 8;
 constexpr std::uint32_t c_MostOftenProbe = 64; // waits from one probe to the next
 constexpr std::uint32_t c_LeastOftenProbe = 1024;
