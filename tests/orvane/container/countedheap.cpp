@@ -16,9 +16,9 @@ std::array<std::size_t, 100> s_sizes;
 
 extern "C"
 {
-    // The linker's names: what it calls for malloc, and what malloc is.
+    // The linker's names: what it calls for malloc, and what malloc is. Seen by libraries too: a sanitizer's asks for it.
     void* __real_malloc(std::size_t size);
-    void* __wrap_malloc(std::size_t size);
+    [[gnu::visibility("default")]] void* __wrap_malloc(std::size_t size);
 
     void* __wrap_malloc(std::size_t size)
     {
