@@ -272,29 +272,8 @@ DWORD blockForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs, W
     return result == WAIT_FAILED - 1 ? failWait(ERROR_INVALID_HANDLE) : result;
 }
 
-DWORD waitForOne(ObjectRef const& ref, DWORD timeoutMs) noexcept
-{
-    switch (tryTake(ref, GetCurrentThreadId()))
-    {
-    case Taking::Taken:
-        return WAIT_OBJECT_0;
-    case Taking::TakenAbandoned:
-        return WAIT_ABANDONED_0;
-    case Taking::Gone:
-        return failWait(ERROR_INVALID_HANDLE);
-    case Taking::NotSignalled:
-        break;
-    }
-    if (timeoutMs == 0)
-    {
-        return WAIT_TIMEOUT;
-    }
-    WaitFrame frame(parking(), WaitOperation::Aim::Any, 1);
-    return blockForAny(&ref, 1, timeoutMs, frame);
-}
-
-// The first object alone can be taken at sight. For the others it must be known that none before them is signalled at
-// that moment, and for a time-out that none is at all: only who stands in the queues of those before can tell.
+// The first object can be taken at sight, or found unset. For the others it must be known that none before them is
+// signalled at that moment, and for a time-out that none is at all: only who stands in the queues of those before can tell.
 DWORD waitForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs) noexcept
 {
     switch (tryTake(refs[0], GetCurrentThreadId()))
@@ -307,6 +286,10 @@ DWORD waitForAny(ObjectRef const* refs, std::uint32_t count, DWORD timeoutMs) no
         return failWait(ERROR_INVALID_HANDLE);
     case Taking::NotSignalled:
         break;
+    }
+    if (count == 1 && timeoutMs == 0)
+    {
+        return WAIT_TIMEOUT;
     }
     WaitFrame frame(parking(), WaitOperation::Aim::Any, count);
     frame.operation.isLook = timeoutMs == 0;
@@ -499,7 +482,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD timeoutMs) noexcept
     }
     if (!isNamedObject(ref))
     {
-        return waitForOne(ref, timeoutMs);
+        return waitForAny(&ref, 1, timeoutMs);
     }
     DWORD const result = tryTakeNamed(ref);
     return result != WAIT_TIMEOUT || timeoutMs == 0 ? result : waitWithNamed(&ref, 1, false, timeoutMs);
@@ -530,9 +513,5 @@ DWORD WaitForMultipleObjects(DWORD count, HANDLE const* handles, BOOL waitAll, D
     {
         return waitWithNamed(refs, count, waitAll != FALSE, timeoutMs);
     }
-    if (count == 1)
-    {
-        return waitForOne(refs[0], timeoutMs);
-    }
-    return waitAll != FALSE ? waitForAll(refs, count, timeoutMs) : waitForAny(refs, count, timeoutMs);
+    return waitAll != FALSE && count > 1 ? waitForAll(refs, count, timeoutMs) : waitForAny(refs, count, timeoutMs);
 }
