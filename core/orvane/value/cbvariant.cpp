@@ -71,24 +71,25 @@ CbVariant::CbVariant(CbRTTI const& record) : CbVariant()
 
 // ---- assignment
 
-CbVariant& CbVariant::operator=(char const* value)
+template <class TText, class TValue>
+CbVariant& CbVariant::assignText(EVariantType type, TText* UCell::*place, TValue const& value)
 {
-    if (m_type == eStringA)
+    if (m_type == type)
     {
-        *m_cell.textA = value;
+        *(m_cell.*place) = value;
         return *this;
     }
-    return hold(new CStringA(value));
+    return hold(new TText(value));
+}
+
+CbVariant& CbVariant::operator=(char const* value)
+{
+    return assignText(eStringA, &UCell::textA, value);
 }
 
 CbVariant& CbVariant::operator=(CStringA const& value)
 {
-    if (m_type == eStringA)
-    {
-        *m_cell.textA = value;
-        return *this;
-    }
-    return hold(new CStringA(value));
+    return assignText(eStringA, &UCell::textA, value);
 }
 
 CbVariant& CbVariant::operator=(std::string const& value)
@@ -98,22 +99,12 @@ CbVariant& CbVariant::operator=(std::string const& value)
 
 CbVariant& CbVariant::operator=(wchar_t const* value)
 {
-    if (m_type == eStringW)
-    {
-        *m_cell.textW = value;
-        return *this;
-    }
-    return hold(new CStringW(value));
+    return assignText(eStringW, &UCell::textW, value);
 }
 
 CbVariant& CbVariant::operator=(CStringW const& value)
 {
-    if (m_type == eStringW)
-    {
-        *m_cell.textW = value;
-        return *this;
-    }
-    return hold(new CStringW(value));
+    return assignText(eStringW, &UCell::textW, value);
 }
 
 CbVariant& CbVariant::operator=(std::wstring const& value)
@@ -227,45 +218,38 @@ void CbVariant::free() noexcept
 }
 
 // The new value may come from the old one's inside, so it is complete by now; the old one goes last.
+template <class T>
+CbVariant& CbVariant::own(EVariantType type, T* UCell::*place, T* value) noexcept
+{
+    CbVariant old(std::move(*this));
+    m_type = type;
+    m_cell.*place = value;
+    return *this;
+}
 
 CbVariant& CbVariant::hold(CStringA* text) noexcept
 {
-    CbVariant old(std::move(*this));
-    m_type = eStringA;
-    m_cell.textA = text;
-    return *this;
+    return own(eStringA, &UCell::textA, text);
 }
 
 CbVariant& CbVariant::hold(CStringW* text) noexcept
 {
-    CbVariant old(std::move(*this));
-    m_type = eStringW;
-    m_cell.textW = text;
-    return *this;
+    return own(eStringW, &UCell::textW, text);
 }
 
 CbVariant& CbVariant::hold(CbArray<unsigned char>* bytes) noexcept
 {
-    CbVariant old(std::move(*this));
-    m_type = eByteArray;
-    m_cell.bytes = bytes;
-    return *this;
+    return own(eByteArray, &UCell::bytes, bytes);
 }
 
 CbVariant& CbVariant::hold(CbDateTime* date) noexcept
 {
-    CbVariant old(std::move(*this));
-    m_type = eDateTime;
-    m_cell.date = date;
-    return *this;
+    return own(eDateTime, &UCell::date, date);
 }
 
 CbVariant& CbVariant::hold(IObject* object) noexcept
 {
-    CbVariant old(std::move(*this));
-    m_type = eObject;
-    m_cell.object = object;
-    return *this;
+    return own(eObject, &UCell::object, object);
 }
 
 void CbVariant::refuse(unsigned int line, char const* function)
@@ -327,7 +311,8 @@ bool CbVariant::equals(wchar_t const* text) const
     return m_type == eStringW && *m_cell.textW == text;
 }
 
-bool CbVariant::operator<(CbVariant const& right) const
+template <class TBefore>
+bool CbVariant::isInOrder(CbVariant const& right, char const* function, TBefore before) const
 {
     switch (right.m_type)
     {
@@ -335,74 +320,45 @@ bool CbVariant::operator<(CbVariant const& right) const
         return false;
     case eBool:
     case eUInt8:
-        return m_cell.asUInt8 < right.m_cell.asUInt8;
+        return before(m_cell.asUInt8, right.m_cell.asUInt8);
     case eChar:
     case eInt8:
-        return m_cell.asInt8 < right.m_cell.asInt8;
+        return before(m_cell.asInt8, right.m_cell.asInt8);
     case eInt16:
-        return m_cell.asInt16 < right.m_cell.asInt16;
+        return before(m_cell.asInt16, right.m_cell.asInt16);
     case eUInt16:
-        return m_cell.asUInt16 < right.m_cell.asUInt16;
+        return before(m_cell.asUInt16, right.m_cell.asUInt16);
     case eInt32:
-        return m_cell.asInt32 < right.m_cell.asInt32;
+        return before(m_cell.asInt32, right.m_cell.asInt32);
     case eUInt32:
-        return m_cell.asUInt32 < right.m_cell.asUInt32;
+        return before(m_cell.asUInt32, right.m_cell.asUInt32);
     case eInt64:
-        return m_cell.asInt64 < right.m_cell.asInt64;
+        return before(m_cell.asInt64, right.m_cell.asInt64);
     case eUInt64:
-        return m_cell.asUInt64 < right.m_cell.asUInt64;
+        return before(m_cell.asUInt64, right.m_cell.asUInt64);
     case eFloat:
-        return m_cell.asFloat < right.m_cell.asFloat;
+        return before(m_cell.asFloat, right.m_cell.asFloat);
     case eDouble:
-        return m_cell.asDouble < right.m_cell.asDouble;
+        return before(m_cell.asDouble, right.m_cell.asDouble);
     case eStringA:
-        return *m_cell.textA < *right.m_cell.textA;
+        return before(*m_cell.textA, *right.m_cell.textA);
     case eStringW:
-        return *m_cell.textW < *right.m_cell.textW;
+        return before(*m_cell.textW, *right.m_cell.textW);
     case eDateTime:
-        return *m_cell.date < *right.m_cell.date;
+        return before(*m_cell.date, *right.m_cell.date);
     default:
-        throw CbExceptionConversion(CB_SITE("CbVariant::operator <"));
+        throw CbExceptionConversion(CB_SITE(function));
     }
+}
+
+bool CbVariant::operator<(CbVariant const& right) const
+{
+    return isInOrder(right, "CbVariant::operator <", [](auto const& left, auto const& other) { return left < other; });
 }
 
 bool CbVariant::operator>(CbVariant const& right) const
 {
-    switch (right.m_type)
-    {
-    case eNull:
-        return false;
-    case eBool:
-    case eUInt8:
-        return m_cell.asUInt8 > right.m_cell.asUInt8;
-    case eChar:
-    case eInt8:
-        return m_cell.asInt8 > right.m_cell.asInt8;
-    case eInt16:
-        return m_cell.asInt16 > right.m_cell.asInt16;
-    case eUInt16:
-        return m_cell.asUInt16 > right.m_cell.asUInt16;
-    case eInt32:
-        return m_cell.asInt32 > right.m_cell.asInt32;
-    case eUInt32:
-        return m_cell.asUInt32 > right.m_cell.asUInt32;
-    case eInt64:
-        return m_cell.asInt64 > right.m_cell.asInt64;
-    case eUInt64:
-        return m_cell.asUInt64 > right.m_cell.asUInt64;
-    case eFloat:
-        return m_cell.asFloat > right.m_cell.asFloat;
-    case eDouble:
-        return m_cell.asDouble > right.m_cell.asDouble;
-    case eStringA:
-        return *m_cell.textA > *right.m_cell.textA;
-    case eStringW:
-        return *m_cell.textW > *right.m_cell.textW;
-    case eDateTime:
-        return *right.m_cell.date < *m_cell.date;
-    default:
-        throw CbExceptionConversion(CB_SITE("CbVariant::operator >"));
-    }
+    return isInOrder(right, "CbVariant::operator >", [](auto const& left, auto const& other) { return other < left; });
 }
 
 std::size_t CbVariant::GetHash() const

@@ -826,6 +826,17 @@ private:
     CbVariant& hold(CbDateTime* date) noexcept;
     CbVariant& hold(IObject* object) noexcept;
 
+    template <class T>
+    CbVariant& own(EVariantType type, T* UCell::*place, T* value) noexcept;
+
+    // A text goes into the string object that is there.
+    template <class TText, class TValue>
+    CbVariant& assignText(EVariantType type, TText* UCell::*place, TValue const& value);
+
+    // By the kind of the right side.
+    template <class TBefore>
+    bool isInOrder(CbVariant const& right, char const* function, TBefore before) const;
+
     void copyFrom(CbVariant const& other);
     bool equals(char const* text) const;
     bool equals(wchar_t const* text) const;
