@@ -3,9 +3,9 @@
 #include <iterator>
 
 #include "orvane/datetime/cbdatetime.h"
+#include "orvane/datetime/digitgroups.h"
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
-#include "orvane/text/cbstr.h"
 
 namespace
 {
@@ -16,8 +16,6 @@ constexpr __int64 c_Day = 86'400'000;
 constexpr __int64 c_Factors[] = {365 * c_Day, 366 * c_Day, 7 * c_Day, c_Day, 3'600'000, 60'000, 1'000, 1};
 // Days per month of a common year, in the order of CbTimeInterval::EMonths.
 constexpr __int64 c_Days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-
-constexpr __int64 c_Group = 1'000; // what a group of three digits counts to
 
 __int64 getFactor(CbTimeInterval::EResolution unit)
 {
@@ -124,26 +122,11 @@ CbTimeInterval& CbTimeInterval::operator/=(__int64 divisor)
 std::wstring CbTimeInterval::ToString(EResolution unit, bool grouped) const
 {
     __int64 const count = Get(unit);
-    CbStrT<std::wstring> part;
-    if (!grouped || count < c_Group)
+    if (grouped && count > 0)
     {
-        part.Format(L"%I64i", count);
-        return part.Get();
+        return detail::groupDigits(static_cast<unsigned __int64>(count));
     }
-    std::wstring text;
-    __int64 rest = count;
-    do
-    {
-        if (!text.empty())
-        {
-            text.insert(0, 1, L'\'');
-        }
-        part.Format(L"%0*i", 3, static_cast<int>(rest % c_Group));
-        text.insert(0, part.Get());
-        rest /= c_Group;
-    } while (rest >= c_Group);
-    part.Format(L"%i", static_cast<int>(rest));
-    return part.Get() + L'\'' + text;
+    return std::to_wstring(count);
 }
 
 CbTimeInterval operator+(CbTimeInterval left, CbTimeInterval const& right)

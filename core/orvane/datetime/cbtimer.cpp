@@ -1,9 +1,9 @@
 #include "orvane/datetime/cbtimer.h"
 
+#include "orvane/datetime/digitgroups.h"
+
 namespace
 {
-constexpr int c_GroupLength = 3;
-
 struct SSuffix
 {
     CbTimer::EResolution resolution;
@@ -109,15 +109,7 @@ CStringW CbTimer::GetFormatted(CbTimer const& timer)
 
 CStringW CbTimer::GetFormatted(unsigned __int64 value, EResolution resolution)
 {
-    CStringW head;
-    head.Format(L"%I64u", value);
-    CStringW groups;
-    while (head.GetLength() > c_GroupLength)
-    {
-        groups = L"'" + head.Right(c_GroupLength) + groups;
-        head = head.Left(head.GetLength() - c_GroupLength);
-    }
-    return head + groups + suffixOf(resolution);
+    return CStringW(detail::groupDigits(value).c_str()) + suffixOf(resolution);
 }
 
 unsigned __int64 CbTimer::now() const

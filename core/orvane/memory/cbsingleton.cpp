@@ -1,12 +1,10 @@
 #include "orvane/memory/cbsingleton.h"
 
 #include <iterator>
-#include <memory>
 #include <new>
 
-#include <cxxabi.h>
-
 #include "mfc/cstringt.h"
+#include "orvane/text/typetext.h"
 
 namespace
 {
@@ -101,10 +99,7 @@ namespace detail
 {
 std::string GetTypeName(std::type_info const& type)
 {
-    int status = 0;
-    std::unique_ptr<char, void (*)(void*)> const readable(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
-                                                          &std::free);
-    return c_ClassPrefix + std::string(status == 0 ? readable.get() : type.name());
+    return c_ClassPrefix + ::detail::readableTypeName(type);
 }
 } // namespace detail
 } // namespace Singleton
