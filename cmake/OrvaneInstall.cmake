@@ -9,6 +9,7 @@ install(DIRECTORY core/ DESTINATION "${headers_to}"
   PATTERN "default" EXCLUDE
   PATTERN "debughelp.h" EXCLUDE
   PATTERN "supportlibrary.h" EXCLUDE
+  PATTERN "utf8.h" EXCLUDE
   PATTERN "posix" EXCLUDE
   PATTERN "win32" EXCLUDE)
 foreach(folder orvane platform typeregistry logging)

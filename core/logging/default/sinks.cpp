@@ -8,6 +8,7 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 
 #include "logging/default/minimumsink.h"
+#include "platform/utf8.h"
 
 // The sinks of spdlog are used by themselves, without its registry of loggers: that one is a static object, gone when
 // the last lines before the end of the process are written.
@@ -23,33 +24,6 @@ constexpr unsigned long c_ReplacementCharacter = 0xFFFD;
 bool isLineBreak(wchar_t unit)
 {
     return unit == L'\n' || unit == L'\r';
-}
-
-void appendUtf8(std::string& out, unsigned long codePoint)
-{
-    const auto append = [&](unsigned long byte) { out.push_back(static_cast<char>(byte)); };
-    if (codePoint < 0x80)
-    {
-        append(codePoint);
-    }
-    else if (codePoint < 0x800)
-    {
-        append(0xC0 | (codePoint >> 6));
-        append(0x80 | (codePoint & 0x3F));
-    }
-    else if (codePoint < 0x10000)
-    {
-        append(0xE0 | (codePoint >> 12));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
-    }
-    else
-    {
-        append(0xF0 | (codePoint >> 18));
-        append(0x80 | ((codePoint >> 12) & 0x3F));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
-    }
 }
 
 // Takes the next character off `text`: a pair of surrogates is one, whatever the width of wchar_t; half of a pair and
@@ -105,7 +79,7 @@ void appendShown(std::string& out, std::wstring_view text)
         }
         else
         {
-            appendUtf8(out, codePoint);
+            Utf8::appendUtf8(out, static_cast<char32_t>(codePoint));
         }
     }
 }
@@ -261,7 +235,7 @@ spdlog::filename_t fileNameOf(const std::wstring& path)
         {
             throw std::invalid_argument("MakeRotatingFileSink: the name holds what is no character");
         }
-        appendUtf8(utf8, codePoint);
+        Utf8::appendUtf8(utf8, static_cast<char32_t>(codePoint));
     }
     return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).native();
 }

@@ -336,7 +336,7 @@ CbDateTime::CbDateTime(wchar_t const* text) : CbDateTime(text, false)
 
 CbDateTime::CbDateTime(char const* text, bool local) : m_fields()
 {
-    if (!DateTimeText::HasShape(text) || !DateTimeText::Scan(text, m_fields))
+    if (!DateTimeText::Scan(text, m_fields))
     {
         throw CbExceptionConversion(CB_SITE("CbDateTime::CbDateTime"));
     }
@@ -348,7 +348,7 @@ CbDateTime::CbDateTime(char const* text, bool local) : m_fields()
 
 CbDateTime::CbDateTime(wchar_t const* text, bool local) : m_fields()
 {
-    if (!DateTimeText::HasShape(text) || !DateTimeText::Scan(text, m_fields))
+    if (!DateTimeText::Scan(text, m_fields))
     {
         throw CbExceptionConversion(CB_SITE("CbDateTime::CbDateTime"));
     }
@@ -423,7 +423,7 @@ CbDateTime& CbDateTime::operator=(IDateTime const& other)
 
 CbDateTime& CbDateTime::operator=(char const* text)
 {
-    if (!DateTimeText::HasShape(text) || !DateTimeText::Scan(text, m_fields))
+    if (!DateTimeText::Scan(text, m_fields))
     {
         throw CbExceptionConversion(CB_SITE("CbDateTime::operator ="));
     }
@@ -432,7 +432,7 @@ CbDateTime& CbDateTime::operator=(char const* text)
 
 CbDateTime& CbDateTime::operator=(wchar_t const* text)
 {
-    if (!DateTimeText::HasShape(text) || !DateTimeText::Scan(text, m_fields))
+    if (!DateTimeText::Scan(text, m_fields))
     {
         throw CbExceptionConversion(CB_SITE("CbDateTime::operator ="));
     }
@@ -702,13 +702,13 @@ CStringW CbDateTime::ToString(EFormat form, bool local) const
 bool CbDateTime::HasValidFormat(char const* text)
 {
     SYSTEMTIME fields;
-    return DateTimeText::HasShape(text) && DateTimeText::Scan(text, fields);
+    return DateTimeText::Scan(text, fields);
 }
 
 bool CbDateTime::HasValidFormat(wchar_t const* text)
 {
     SYSTEMTIME fields;
-    return DateTimeText::HasShape(text) && DateTimeText::Scan(text, fields);
+    return DateTimeText::Scan(text, fields);
 }
 
 namespace
@@ -720,28 +720,28 @@ bool ticksOf(DateTimeText::SMoment const& moment, unsigned __int64& ticks)
     ticks = local - static_cast<unsigned __int64>(moment.offsetInMinutes) * c_TicksAMinute;
     return ticks <= c_LastTick;
 }
-} // namespace
 
-std::optional<CbDateTime> CbDateTime::TryParse(std::string_view text)
+template <class C>
+std::optional<CbDateTime> tryParse(std::basic_string_view<C> text)
 {
     DateTimeText::SMoment moment;
     unsigned __int64 ticks = 0;
-    if (!DateTimeText::CStrictReader<char>(text).Read(moment) || !ticksOf(moment, ticks))
+    if (!DateTimeText::CStrictReader<C>(text).Read(moment) || !ticksOf(moment, ticks))
     {
         return std::nullopt;
     }
     return CbDateTime(ticks);
 }
+} // namespace
+
+std::optional<CbDateTime> CbDateTime::TryParse(std::string_view text)
+{
+    return tryParse(text);
+}
 
 std::optional<CbDateTime> CbDateTime::TryParse(std::wstring_view text)
 {
-    DateTimeText::SMoment moment;
-    unsigned __int64 ticks = 0;
-    if (!DateTimeText::CStrictReader<wchar_t>(text).Read(moment) || !ticksOf(moment, ticks))
-    {
-        return std::nullopt;
-    }
-    return CbDateTime(ticks);
+    return tryParse(text);
 }
 
 void CbDateTime::Serialize(CbStreamWriteBinary& stream) const

@@ -2,7 +2,6 @@
 
 #include "orvane/datetime/cbdatetime.h"
 #include "orvane/stream/cbstreamreadbinary.h"
-#include "orvane/stream/cbstreamwritebinary.h"
 
 namespace
 {
@@ -12,8 +11,7 @@ constexpr unsigned __int64 c_FirstThatIsNoTime = 1ull << 63;
 
 void CbDateTime_Serializer::Serialize(CbStreamWriteBinary& stream, IDateTime const& value)
 {
-    stream.WriteVersion(c_Version);
-    stream << static_cast<unsigned __int64>(CbDateTime(value));
+    CbDateTime(value).Serialize(stream);
 }
 
 void CbDateTime_Serializer::Serialize(CbStreamReadBinary& stream, IDateTime& value)

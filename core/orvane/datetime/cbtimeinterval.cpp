@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "orvane/datetime/cbdatetime.h"
+#include "orvane/datetime/calendar.h"
 #include "orvane/datetime/digitgroups.h"
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
@@ -14,8 +14,6 @@ constexpr char const* c_SourceFile = "cbtimeinterval";
 constexpr __int64 c_Day = 86'400'000;
 // Milliseconds per unit, in the order of CbTimeInterval::EResolution.
 constexpr __int64 c_Factors[] = {365 * c_Day, 366 * c_Day, 7 * c_Day, c_Day, 3'600'000, 60'000, 1'000, 1};
-// Days per month of a common year, in the order of CbTimeInterval::EMonths.
-constexpr __int64 c_Days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 
 __int64 getFactor(CbTimeInterval::EResolution unit)
 {
@@ -28,12 +26,11 @@ __int64 getFactor(CbTimeInterval::EResolution unit)
 
 __int64 getLength(CbTimeInterval::EMonths month, unsigned int year)
 {
-    if (month >= std::size(c_Days))
+    if (month > CbTimeInterval::eDecember)
     {
         throw CbExceptionConversion(CB_SITE("CbTimeInterval::CbTimeInterval"));
     }
-    bool const hasLeapDay = month == CbTimeInterval::eFebruary && CbDateTime::IsLeapYear(year);
-    return (c_Days[month] + (hasLeapDay ? 1 : 0)) * c_Day;
+    return Calendar::GetDaysInMonth(year, month + 1) * c_Day;
 }
 
 // Overflow is not detected; it wraps.

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "orvane/datetime/calendar.h"
+#include "orvane/text/numberscan.h"
 
 namespace DateTimeText
 {
@@ -32,58 +33,30 @@ bool HasShape(C const* text)
            (text[10] == C(' ') || text[10] == C('T'));
 }
 
-/// White space of the C locale, in both widths and whatever the locale.
-template <class C>
-C const* SkipBlanks(C const* text)
-{
-    while (*text == C(' ') || (*text >= C('\t') && *text <= C('\r')))
-    {
-        ++text;
-    }
-    return text;
-}
-
 /// Reads a number as `%hu` does: blanks, a sign, digits. The number is cut to 16 bits after the sign has been applied;
 /// one that 64 bits do not hold is 65535. False, and `text` anywhere, where there are no digits.
 template <class C>
 bool ScanNumber(C const*& text, WORD& number)
 {
-    constexpr unsigned __int64 c_Most = ~0ull;
-    text = SkipBlanks(text);
-    bool const isNegative = *text == C('-');
-    if (isNegative || *text == C('+'))
-    {
-        ++text;
-    }
-    if (*text < C('0') || *text > C('9'))
+    unsigned __int64 value = 0;
+    if (NumberScan::ScanUnsigned(text, value) != NumberScan::eNumber)
     {
         return false;
-    }
-    unsigned __int64 value = 0;
-    bool isTooLarge = false;
-    for (; *text >= C('0') && *text <= C('9'); ++text)
-    {
-        unsigned int const digit = static_cast<unsigned int>(*text - C('0'));
-        isTooLarge = isTooLarge || value > (c_Most - digit) / 10;
-        value = value * 10 + digit;
-    }
-    if (isTooLarge)
-    {
-        value = c_Most;
-    }
-    else if (isNegative)
-    {
-        value = 0 - value;
     }
     number = static_cast<WORD>(value);
     return true;
 }
 
-/// Scans text of that shape into `fields`; milliseconds and the day of the week become 0. Whether all six numbers were
-/// there; those before the fault are set in any case.
+/// Scans text of the fixed form into `fields`, which stay as they are where the marks are not in their places; else
+/// milliseconds and the day of the week become 0. Whether all six numbers were there; those before the fault are set in
+/// any case.
 template <class C>
 bool Scan(C const* text, SYSTEMTIME& fields)
 {
+    if (!HasShape(text))
+    {
+        return false;
+    }
     bool const hasBlank = text[10] == C(' ');
     fields.wMilliseconds = 0;
     fields.wDayOfWeek = 0;
@@ -94,7 +67,7 @@ bool Scan(C const* text, SYSTEMTIME& fields)
         {
             return skipMark('T');
         }
-        text = SkipBlanks(text); // a blank in a scan format stands for any number of them, none included
+        text = NumberScan::SkipBlanks(text); // a blank in a scan format stands for any number of them, none included
         return true;
     };
     return ScanNumber(text, fields.wYear) && skipMark('-') && ScanNumber(text, fields.wMonth) && skipMark('-') &&

@@ -71,9 +71,9 @@ void IncrementSingletonCounter(char const* name)
 
 void DecrementSingletonCounter(char const* name)
 {
-    --s_count;
+    unsigned int const left = --s_count;
     Log(eInstanceDestroyed, name);
-    if (s_count == 0)
+    if (left == 0)
     {
         Log(eAllDestroyed, nullptr);
     }

@@ -1,6 +1,5 @@
 #include "orvane/value/cbvariant.h"
 
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -15,9 +14,6 @@ namespace
 constexpr char const* c_SourceFile = "cbvariant";
 
 constexpr unsigned int c_Version = 0;
-
-// How a date-time is stored; the parsing constructor reads it back.
-constexpr wchar_t const* c_DateForm = L"Y-m-d H:i:s";
 
 std::unique_ptr<IObject> createObject(CbRTTI const& record)
 {

@@ -653,7 +653,7 @@ public:
 
     /// A copy of the value, converted to the kind of T by ConvertTo; the variant itself stays. T is any type that can be
     /// assigned, but for pointers and objects. Standard strings end at the first NUL of the text.
-    /// Raises: as ConvertTo.
+    /// Raises: as the copy (CbExceptionConversion from "CbVariant::operator ="), then as ConvertTo.
     template <class T>
     T GetAs(CbTypeToType<T> = {}) const
     {
@@ -764,6 +764,9 @@ public:
 
 private:
     class CConversion;
+
+    // Date-times as text, stored and converted; the parsing constructor reads it back.
+    static constexpr wchar_t const* c_DateForm = L"Y-m-d H:i:s";
 
     union UCell
     {

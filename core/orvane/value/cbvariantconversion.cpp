@@ -1,20 +1,16 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
-#include <memory>
-#include <string_view>
 
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
+#include "orvane/text/numberscan.h"
 #include "orvane/value/cbvariant.h"
-#include "orvane/value/numberscan.h"
 
 namespace
 {
 // The class's own file, whatever part of it stands here.
 constexpr char const* c_SourceFile = "cbvariant";
-
-constexpr wchar_t const* c_DateForm = L"Y-m-d H:i:s";
 
 // Room for any double by "%f": 309 digits, a sign, a radix mark and six digits more.
 constexpr std::size_t c_RealText = 512;
@@ -421,16 +417,7 @@ CbVariant& CbVariant::ConvertTo(EVariantType target)
 
 CbVariant& CbVariant::ConvertToLocalized(EVariantType target, _locale_t locale)
 {
-    switch (target)
-    {
-    case eFloat:
-    case eDouble:
-    case eStringW:
-    case eStringA:
-        return convert(target, locale);
-    default:
-        return ConvertTo(target);
-    }
+    return convert(target, locale);
 }
 
 CbVariant& CbVariant::convert(EVariantType target, _locale_t locale)

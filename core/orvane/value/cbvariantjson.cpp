@@ -1,13 +1,13 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
-#include <string_view>
 #include <vector>
 
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
 #include "orvane/text/utf16.h"
 #include "orvane/value/cbvariant.h"
+#include "platform/utf8.h"
 
 namespace
 {
@@ -22,34 +22,6 @@ void appendHexadecimal(std::string& json, unsigned int value, unsigned int digit
     {
         --digits;
         json.push_back(c_Digits[value >> 4 * digits & 0xF]);
-    }
-}
-
-void appendUtf8(std::string& json, unsigned int point)
-{
-    auto const put = [&json](unsigned int byte)
-    { json.push_back(static_cast<char>(static_cast<unsigned char>(byte))); };
-    if (point < 0x80)
-    {
-        put(point);
-    }
-    else if (point < 0x800)
-    {
-        put(0xC0 | point >> 6);
-        put(0x80 | (point & 0x3F));
-    }
-    else if (point < 0x10000)
-    {
-        put(0xE0 | point >> 12);
-        put(0x80 | (point >> 6 & 0x3F));
-        put(0x80 | (point & 0x3F));
-    }
-    else
-    {
-        put(0xF0 | point >> 18);
-        put(0x80 | (point >> 12 & 0x3F));
-        put(0x80 | (point >> 6 & 0x3F));
-        put(0x80 | (point & 0x3F));
     }
 }
 
@@ -103,7 +75,7 @@ std::string quoted(wchar_t const* text, std::size_t length)
         if (isPair)
         {
             ++n;
-            appendUtf8(json, 0x10000 + ((unit & 0x3FF) << 10) + (units[n] & 0x3FFu));
+            Utf8::appendUtf8(json, 0x10000 + ((unit & 0x3FF) << 10) + (units[n] & 0x3FFu));
         }
         else if (unit < 0x20 || unit == 0x7F || unit == '"' || unit == '\\' || isSurrogate(unit))
         {
@@ -111,7 +83,7 @@ std::string quoted(wchar_t const* text, std::size_t length)
         }
         else
         {
-            appendUtf8(json, unit);
+            Utf8::appendUtf8(json, unit);
         }
     }
     return json += '"';

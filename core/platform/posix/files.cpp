@@ -11,7 +11,7 @@
 #include "kernelobject.h"
 #include "nosuspend.h"
 #include "platform/platform.h"
-#include "utf8.h"
+#include "platform/utf8.h"
 
 using namespace posix;
 
@@ -28,8 +28,7 @@ std::string systemPath(LPCWSTR path)
     std::string text;
     for (; *path != L'\0'; ++path)
     {
-        char bytes[4];
-        text.append(bytes, encodeUtf8(static_cast<char32_t>(*path), bytes));
+        Utf8::appendUtf8(text, static_cast<char32_t>(*path));
     }
     return text;
 }

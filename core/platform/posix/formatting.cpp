@@ -16,7 +16,7 @@
 #include "platform/platform.h"
 #include "platform/posix/floattext.h"
 #include "platform/posix/localeinfo.h"
-#include "platform/posix/utf8.h"
+#include "platform/utf8.h"
 
 namespace
 {
@@ -597,7 +597,7 @@ private:
         {
             if (field.precision >= 0 && length == static_cast<std::size_t>(field.precision))
             {
-                length = posix::lengthOfWholeUtf8(text, length);
+                length = Utf8::lengthOfWholeUtf8(text, length);
             }
         }
         putText(text, length, field);
@@ -668,8 +668,8 @@ private:
         char const* const end = text + length;
         while (text != end)
         {
-            const char32_t point = posix::decodeUtf8(text, end);
-            const auto character = static_cast<C>(point == posix::c_Malformed ? posix::c_Replacement : point);
+            const char32_t point = Utf8::decodeUtf8(text, end);
+            const auto character = static_cast<C>(point == Utf8::c_Malformed ? Utf8::c_Replacement : point);
             use(&character, 1);
         }
     }
@@ -680,7 +680,7 @@ private:
         char bytes[4];
         for (; length > 0; --length)
         {
-            use(bytes, posix::encodeUtf8(static_cast<char32_t>(*text++), bytes));
+            use(bytes, Utf8::encodeUtf8(static_cast<char32_t>(*text++), bytes));
         }
     }
 

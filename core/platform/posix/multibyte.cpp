@@ -4,7 +4,7 @@
 #include <emmintrin.h>
 
 #include "platform/platform.h"
-#include "platform/posix/utf8.h"
+#include "platform/utf8.h"
 
 namespace
 {
@@ -88,7 +88,7 @@ std::size_t countWide(char const* text, char const* end, bool isStrict)
             count += c_Block;
             continue;
         }
-        if (posix::decodeUtf8(text, end) == posix::c_Malformed && isStrict)
+        if (Utf8::decodeUtf8(text, end) == Utf8::c_Malformed && isStrict)
         {
             return 0;
         }
@@ -103,11 +103,11 @@ std::size_t countUtf8(wchar_t const* text, wchar_t const* end, bool isStrict)
     for (; text != end; ++text)
     {
         const auto point = static_cast<char32_t>(*text);
-        if (isStrict && posix::isUnencodable(point))
+        if (isStrict && Utf8::isUnencodable(point))
         {
             return 0;
         }
-        count += posix::lengthUtf8(point);
+        count += Utf8::lengthUtf8(point);
     }
     return count;
 }
@@ -129,14 +129,14 @@ int writeWide(char const* text, char const* end, wchar_t* target, std::size_t si
             }
             nextBlock = text + c_Block;
         }
-        char32_t point = posix::decodeUtf8(text, end);
-        if (point == posix::c_Malformed)
+        char32_t point = Utf8::decodeUtf8(text, end);
+        if (point == Utf8::c_Malformed)
         {
             if (isStrict)
             {
                 return fail(ERROR_NO_UNICODE_TRANSLATION);
             }
-            point = posix::c_Replacement;
+            point = Utf8::c_Replacement;
         }
         if (written == size)
         {
@@ -169,15 +169,15 @@ int writeUtf8(wchar_t const* text, wchar_t const* end, char* target, std::size_t
             target[written++] = static_cast<char>(point);
             continue;
         }
-        if (isStrict && posix::isUnencodable(point))
+        if (isStrict && Utf8::isUnencodable(point))
         {
             return fail(ERROR_NO_UNICODE_TRANSLATION);
         }
-        if (size - written < posix::lengthUtf8(point))
+        if (size - written < Utf8::lengthUtf8(point))
         {
             return fail(ERROR_INSUFFICIENT_BUFFER);
         }
-        written += posix::encodeUtf8(point, target + written);
+        written += Utf8::encodeUtf8(point, target + written);
     }
     return static_cast<int>(written);
 }

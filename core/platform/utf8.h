@@ -1,11 +1,12 @@
 // UTF-8, one code point at a time.
 
-#ifndef ORVANE_PLATFORM_POSIX_UTF8_H
-#define ORVANE_PLATFORM_POSIX_UTF8_H
+#ifndef ORVANE_PLATFORM_UTF8_H
+#define ORVANE_PLATFORM_UTF8_H
 
 #include <cstddef>
+#include <string>
 
-namespace posix
+namespace Utf8
 {
 /// What stands in for text that cannot be converted.
 constexpr char32_t c_Replacement = 0xFFFD;
@@ -117,6 +118,12 @@ inline std::size_t encodeUtf8(char32_t point, char* target)
     return 4;
 }
 
+inline void appendUtf8(std::string& text, char32_t point)
+{
+    char bytes[4];
+    text.append(bytes, encodeUtf8(point, bytes));
+}
+
 /// `length`, less the bytes of a sequence that `text` begins at its end but has no room to finish.
 inline std::size_t lengthOfWholeUtf8(char const* text, std::size_t length)
 {
@@ -139,6 +146,6 @@ inline std::size_t lengthOfWholeUtf8(char const* text, std::size_t length)
     }
     return length;
 }
-} // namespace posix
+} // namespace Utf8
 
-#endif // ORVANE_PLATFORM_POSIX_UTF8_H
+#endif // ORVANE_PLATFORM_UTF8_H

@@ -1,7 +1,7 @@
 // Integers from the head of a text, as the C runtime's scanf reads them.
 
-#ifndef ORVANE_VALUE_NUMBERSCAN_H
-#define ORVANE_VALUE_NUMBERSCAN_H
+#ifndef ORVANE_TEXT_NUMBERSCAN_H
+#define ORVANE_TEXT_NUMBERSCAN_H
 
 #include "platform/platform.h"
 
@@ -15,10 +15,9 @@ enum EOutcome
     eNone    // something else stands there
 };
 
-namespace detail
-{
+/// White space of the C locale, in both widths and whatever the locale.
 template <class C>
-C const* skipBlanks(C const* text)
+C const* SkipBlanks(C const* text)
 {
     while (*text == C(' ') || (*text >= C('\t') && *text <= C('\r')))
     {
@@ -27,6 +26,8 @@ C const* skipBlanks(C const* text)
     return text;
 }
 
+namespace detail
+{
 /// The sign at the head of `text`, which moves behind it.
 template <class C>
 bool takeSign(C const*& text)
@@ -75,7 +76,7 @@ unsigned int digitOf(C character)
 }
 
 template <class C>
-EOutcome scanDigits(C const* text, unsigned int base, unsigned __int64& value, bool& isTooLarge)
+EOutcome scanDigits(C const*& text, unsigned int base, unsigned __int64& value, bool& isTooLarge)
 {
     constexpr unsigned __int64 c_Most = ~0ull;
     if (digitOf(*text) >= base)
@@ -97,7 +98,7 @@ template <class C>
 EOutcome ScanSigned(C const* text, __int64& value)
 {
     constexpr unsigned __int64 c_Limit = 1ull << 63;
-    text = detail::skipBlanks(text);
+    text = SkipBlanks(text);
     bool const isNegative = detail::takeSign(text);
     unsigned int const base = detail::takeBase(text);
     unsigned __int64 magnitude = 0;
@@ -112,10 +113,11 @@ EOutcome ScanSigned(C const* text, __int64& value)
 }
 
 /// As "%I64u": blanks, a sign, decimal digits. A minus wraps; what 64 bits do not hold becomes the largest number.
+/// `text` moves behind the number; anywhere where there is none.
 template <class C>
-EOutcome ScanUnsigned(C const* text, unsigned __int64& value)
+EOutcome ScanUnsigned(C const*& text, unsigned __int64& value)
 {
-    text = detail::skipBlanks(text);
+    text = SkipBlanks(text);
     bool const isNegative = detail::takeSign(text);
     bool isTooLarge = false;
     value = 0;
@@ -132,4 +134,4 @@ EOutcome ScanUnsigned(C const* text, unsigned __int64& value)
 }
 } // namespace NumberScan
 
-#endif // ORVANE_VALUE_NUMBERSCAN_H
+#endif // ORVANE_TEXT_NUMBERSCAN_H
