@@ -231,6 +231,7 @@ int makeCatalog(SOptions const& options)
             if (next < files.size() && tasks.size() < c_Ahead)
             {
                 tasks.push_back(MakeCounted<CFileTask>(files[next++]));
+                // False is no failure: what found no worker of its own is queued for the others.
                 CbThreadPool::GetInstance().AddTask(tasks.back(), tasks.back()->GetPriority());
                 continue;
             }

@@ -78,12 +78,6 @@ CStringW toWide(CStringA const& text)
     return wide;
 }
 
-template <class Function>
-Function findFunction(detail::SSupportSystem const& system, HMODULE module, char const* name)
-{
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(system.getProcedure(module, name)));
-}
-
 // A loaded library for a scope.
 class CScopedLibrary
 {
@@ -108,7 +102,7 @@ public:
     template <class Function>
     Function Find(char const* name) const
     {
-        return m_module != nullptr ? findFunction<Function>(m_system, m_module, name) : nullptr;
+        return m_module != nullptr ? detail::findFunction<Function>(m_system, m_module, name) : nullptr;
     }
 
 private:
@@ -255,8 +249,7 @@ public:
         std::vector<SFrame> frames;
     };
 
-    // Takes the frames from the registers on; true where the first could be had. Frames that come without a stop of the
-    // thread are shown at once.
+    // Takes the frames from the registers on. Those that come without a stop of the thread are shown at once.
     void Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& context, SBuffers& buffers, bool isStopped);
     void ShowTaken(CbStackWalkerBase& walker, SBuffers& buffers);
 
@@ -281,7 +274,6 @@ private:
     HANDLE m_process;
     bool m_isInitialized = false;
     bool m_hasModules = false;
-    bool m_hasFailedAtOnce = false;
     DWORD m_walkError = 0;
 };
 
@@ -520,7 +512,6 @@ void CWalkerState::Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& conte
     frame.frame = flat(context.Rbp);
     frame.stack = flat(context.Rsp);
     bool isFirst = true;
-    m_hasFailedAtOnce = false;
     while (m_library.stackWalk(c_MachineX64, m_process, thread, &frame, &context, readMemory, m_library.functionTable,
                                m_library.moduleBase, nullptr))
     {
@@ -540,7 +531,6 @@ void CWalkerState::Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& conte
         }
         isFirst = false;
     }
-    m_hasFailedAtOnce = isFirst;
     m_walkError = GetLastError();
     if (isFirst && !isStopped)
     {
@@ -559,7 +549,7 @@ void CWalkerState::ShowTaken(CbStackWalkerBase& walker, SBuffers& buffers)
         }
         isFirst = false;
     }
-    if (m_hasFailedAtOnce)
+    if (buffers.frames.empty())
     {
         walker.onSupportError("StackWalk64", m_walkError, 0);
     }

@@ -87,8 +87,7 @@ bool CSupportLibrary::resolve()
     bool isComplete = true;
     auto const find = [&](auto& function, char const* name)
     {
-        using Function = std::remove_reference_t<decltype(function)>;
-        function = reinterpret_cast<Function>(reinterpret_cast<void*>(m_system.getProcedure(m_module, name)));
+        function = findFunction<std::remove_reference_t<decltype(function)>>(m_system, m_module, name);
         isComplete = isComplete && function != nullptr;
     };
     find(initialize, "SymInitialize");

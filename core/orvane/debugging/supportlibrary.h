@@ -26,6 +26,12 @@ struct SSupportSystem
 /// Those of the system.
 ORVANE_API SSupportSystem const& getSupportSystem();
 
+template <class Function>
+Function findFunction(SSupportSystem const& system, HMODULE module, char const* name)
+{
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(system.getProcedure(module, name)));
+}
+
 /// The loaded library. All functions are there, or the library is not.
 class CSupportLibrary
 {

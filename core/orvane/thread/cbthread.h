@@ -74,7 +74,7 @@ public:
 ///
 /// The destructor kills a thread that still runs, unless eThreadFlagAutoDelete is set: what a killed thread was about to do
 /// stays undone, its locks stay taken. It runs after those of derived classes: a class whose thread uses the class's own
-/// members waits for the end of its thread (WaitUntilTerminate) before it is destroyed.
+/// members waits for its thread (WaitUntilTerminate) before it is destroyed, or calls endThread in its destructor.
 ///
 /// Threads: not locked. One thread controls the object at a time; start, signals and WaitUntilTerminate order what it does
 /// with what the thread does. Once its terminated event is signalled the thread does not touch the object any more, but to

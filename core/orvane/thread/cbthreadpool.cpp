@@ -536,7 +536,6 @@ bool CbThreadPool::occupyWorker(CbSmartPointer<CbTask>& task, unsigned long thre
     // Looked up after the hook, which may have come back into the pool.
     ++getThreadData(threadId).running;
     worker.Keep(threadId, std::move(task));
-    updateIdleState();
     return true;
 }
 

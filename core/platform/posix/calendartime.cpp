@@ -3,8 +3,11 @@
 #include <ctime>
 
 #include "civil.h"
+#include "fail.h"
 #include "platform/platform.h"
 #include "timezone.h"
+
+using posix::fail;
 
 namespace
 {
@@ -12,12 +15,6 @@ constexpr unsigned __int64 c_TicksAMillisecond = 10'000;
 constexpr unsigned __int64 c_MillisecondsADay = 86'400'000;
 constexpr unsigned __int64 c_LastTick = 0x7FFFFFFFFFFFFFFF;
 constexpr __int64 c_LastSecond = static_cast<__int64>(c_LastTick / posix::c_TicksASecond) - posix::c_SecondsToEpoch;
-
-BOOL fail(DWORD error) noexcept
-{
-    SetLastError(error);
-    return FALSE;
-}
 
 // Four fields as they lie in memory.
 constexpr std::uint64_t pack(unsigned int first, unsigned int second, unsigned int third, unsigned int fourth) noexcept
@@ -100,8 +97,7 @@ BOOL SystemTimeToFileTime(SYSTEMTIME const* system, FILETIME* file) noexcept
         return fail(ERROR_INVALID_PARAMETER);
     }
     const unsigned __int64 ticks = millisecondsOf(*system) * c_TicksAMillisecond;
-    file->dwLowDateTime = static_cast<DWORD>(ticks);
-    file->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
+    *file = posix::toFileTime(ticks);
     return TRUE;
 }
 

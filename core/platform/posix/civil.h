@@ -11,6 +11,12 @@ constexpr __int64 c_SecondsADay = 86'400;
 constexpr __int64 c_SecondsToEpoch = 11'644'473'600; // from 1601 to 1970
 constexpr __int64 c_TicksASecond = 10'000'000;
 
+/// Ticks since 1601 as the two halves.
+constexpr FILETIME toFileTime(unsigned __int64 ticks) noexcept
+{
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
 constexpr bool isLeapYear(unsigned int year) noexcept
 {
     return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);

@@ -4,16 +4,13 @@
 
 #include "civil.h"
 #include "datepictures.h"
+#include "fail.h"
 #include "platform/platform.h"
+
+using posix::fail;
 
 namespace
 {
-int fail(DWORD error) noexcept
-{
-    SetLastError(error);
-    return 0;
-}
-
 // At least `digits` digits.
 void appendNumber(std::wstring& text, unsigned int number, std::size_t digits)
 {
@@ -22,7 +19,14 @@ void appendNumber(std::wstring& text, unsigned int number, std::size_t digits)
     text += plain;
 }
 
-// One run of equal letters, or what stands between quotes.
+// What a picture is made of: a run of equal letters, or text that stands as it is, whose count is 0.
+struct Piece
+{
+    wchar_t letter = 0;
+    std::size_t count = 0;
+    std::wstring text;
+};
+
 class PictureReader
 {
 public:
@@ -30,25 +34,24 @@ public:
     {
     }
 
-    // False at the end. `count` is 0 for text that stands as it is.
-    bool next(wchar_t& letter, std::size_t& count, std::wstring& text)
+    // False at the end.
+    bool next(Piece& piece)
     {
-        text.clear();
-        count = 0;
+        piece = {};
         if (m_rest.empty())
         {
             return false;
         }
-        letter = m_rest.front();
-        if (letter == L'\'')
+        piece.letter = m_rest.front();
+        if (piece.letter == L'\'')
         {
             m_rest.remove_prefix(1);
-            readQuoted(text);
+            readQuoted(piece.text);
             return true;
         }
-        count = std::min(m_rest.find_first_not_of(letter), m_rest.size());
-        text.assign(m_rest.substr(0, count));
-        m_rest.remove_prefix(count);
+        piece.count = std::min(m_rest.find_first_not_of(piece.letter), m_rest.size());
+        piece.text.assign(m_rest.substr(0, piece.count));
+        m_rest.remove_prefix(piece.count);
         return true;
     }
 
@@ -78,12 +81,9 @@ private:
 bool hasDayNumber(std::wstring_view picture)
 {
     PictureReader reader(picture);
-    wchar_t letter = 0;
-    std::size_t count = 0;
-    std::wstring text;
-    while (reader.next(letter, count, text))
+    for (Piece piece; reader.next(piece);)
     {
-        if (letter == L'd' && (count == 1 || count == 2))
+        if (piece.letter == L'd' && (piece.count == 1 || piece.count == 2))
         {
             return true;
         }
@@ -96,35 +96,33 @@ std::wstring renderDate(SYSTEMTIME const& date, std::wstring_view picture, local
     bool const isBesideDay = hasDayNumber(picture);
     unsigned int const weekDay = (posix::daysFromDate(date.wYear, date.wMonth, date.wDay) + 1) % 7;
     PictureReader reader(picture);
-    wchar_t letter = 0;
-    std::size_t count = 0;
-    std::wstring text;
     std::wstring result;
-    while (reader.next(letter, count, text))
+    for (Piece piece; reader.next(piece);)
     {
-        if (count == 0 || (letter != L'd' && letter != L'M' && letter != L'y' && letter != L'g'))
+        if (piece.count == 0 ||
+            (piece.letter != L'd' && piece.letter != L'M' && piece.letter != L'y' && piece.letter != L'g'))
         {
-            result += text;
+            result += piece.text;
         }
-        else if (letter == L'd' && count <= 2)
+        else if (piece.letter == L'd' && piece.count <= 2)
         {
-            appendNumber(result, date.wDay, count);
+            appendNumber(result, date.wDay, piece.count);
         }
-        else if (letter == L'd')
+        else if (piece.letter == L'd')
         {
-            result += posix::dayName(locale, weekDay, count == 3);
+            result += posix::dayName(locale, weekDay, piece.count == 3);
         }
-        else if (letter == L'M' && count <= 2)
+        else if (piece.letter == L'M' && piece.count <= 2)
         {
-            appendNumber(result, date.wMonth, count);
+            appendNumber(result, date.wMonth, piece.count);
         }
-        else if (letter == L'M')
+        else if (piece.letter == L'M')
         {
-            result += posix::monthName(locale, date.wMonth - 1u, count == 3, isBesideDay);
+            result += posix::monthName(locale, date.wMonth - 1u, piece.count == 3, isBesideDay);
         }
-        else if (letter == L'y')
+        else if (piece.letter == L'y')
         {
-            appendNumber(result, count <= 2 ? date.wYear % 100u : date.wYear, count <= 2 ? count : 4);
+            appendNumber(result, piece.count <= 2 ? date.wYear % 100u : date.wYear, piece.count <= 2 ? piece.count : 4);
         }
         // g stands for the era, which this calendar does not name.
     }
@@ -135,14 +133,11 @@ std::wstring renderTime(SYSTEMTIME const& time, std::wstring_view picture, bool 
 {
     unsigned int const twelve = time.wHour % 12u == 0 ? 12 : time.wHour % 12u;
     PictureReader reader(picture);
-    wchar_t letter = 0;
-    std::size_t count = 0;
-    std::wstring text;
     std::wstring result;
-    while (reader.next(letter, count, text))
+    for (Piece piece; reader.next(piece);)
     {
-        std::size_t const digits = std::min<std::size_t>(count, 2);
-        switch (count == 0 ? L'\0' : letter)
+        std::size_t const digits = std::min<std::size_t>(piece.count, 2);
+        switch (piece.count == 0 ? L'\0' : piece.letter)
         {
         case L'h':
             appendNumber(result, isForced24 ? time.wHour : twelve, digits);
@@ -157,10 +152,10 @@ std::wstring renderTime(SYSTEMTIME const& time, std::wstring_view picture, bool 
             appendNumber(result, time.wSecond, digits);
             break;
         case L't':
-            result.append(posix::halfDayMark(locale, time.wHour >= 12), 0, count == 1 ? 1 : std::wstring::npos);
+            result.append(posix::halfDayMark(locale, time.wHour >= 12), 0, piece.count == 1 ? 1 : std::wstring::npos);
             break;
         default:
-            result += text;
+            result += piece.text;
         }
     }
     return result;
@@ -212,12 +207,10 @@ int GetDateFormatW(LCID locale, DWORD flags, SYSTEMTIME const* date, LPCWSTR pic
     try
     {
         locale_t const user = posix::userLocale();
-        if (picture != nullptr)
-        {
-            return deliver(renderDate(shown, picture, user), buffer, size);
-        }
-        return deliver(renderDate(shown, isLong ? posix::longPicture(user) : posix::shortPicture(user), user), buffer,
-                       size);
+        std::wstring const form = picture != nullptr ? std::wstring(picture)
+                                  : isLong           ? posix::longPicture(user)
+                                                     : posix::shortPicture(user);
+        return deliver(renderDate(shown, form, user), buffer, size);
     }
     catch (std::bad_alloc const&)
     {

@@ -18,6 +18,7 @@
 
 #include <backtrace.h>
 
+#include "platform/posix/fail.h"
 #include "platform/posix/futex.h"
 #include "platform/posix/nosuspend.h"
 #include "platform/posix/stackcapture.h"
@@ -101,12 +102,6 @@ private:
     NoSuspend const m_noSuspend;
     STable& m_table;
 };
-
-BOOL fail(DWORD error) noexcept
-{
-    SetLastError(error);
-    return FALSE;
-}
 
 void ignoreError(void*, char const*, int)
 {

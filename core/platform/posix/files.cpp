@@ -97,8 +97,7 @@ void store(FILETIME* target, statx_timestamp const& time) noexcept
     }
     __int64 const ticks = (time.tv_sec + c_SecondsToEpoch) * c_TicksASecond + time.tv_nsec / 100;
     auto const count = static_cast<unsigned __int64>(std::max<__int64>(ticks, 0));
-    target->dwLowDateTime = static_cast<DWORD>(count);
-    target->dwHighDateTime = static_cast<DWORD>(count >> 32);
+    *target = toFileTime(count);
 }
 } // namespace
 

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "fail.h"
 #include "futex.h"
 #include "platform/platform.h"
 
@@ -29,7 +30,7 @@ enum class Kind : std::uint32_t
     Semaphore,
     Thread,
     Named,  // the state is in memory that processes share
-    Passive // a list of threads or a file; cannot be waited on
+    Passive // a snapshot or a file; cannot be waited on
 };
 
 struct WaitOperation;
@@ -321,11 +322,6 @@ ObjectRef findObject(HANDLE handle) noexcept;
 ObjectRef findPseudoHandle(HANDLE handle) noexcept;
 
 /// Sets the last error and returns false.
-inline BOOL fail(DWORD error) noexcept
-{
-    SetLastError(error);
-    return FALSE;
-}
 
 // ---- named objects
 

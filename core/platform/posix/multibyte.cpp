@@ -3,19 +3,16 @@
 #include <cwchar>
 #include <emmintrin.h>
 
+#include "fail.h"
 #include "platform/platform.h"
 #include "platform/utf8.h"
+
+using posix::fail;
 
 namespace
 {
 // Characters in one step of the loops that look for nothing but ASCII.
 constexpr std::size_t c_Block = 16;
-
-int fail(DWORD error)
-{
-    SetLastError(error);
-    return 0;
-}
 
 // What both directions ask of their arguments; 0 when there is nothing to refuse.
 DWORD checkArguments(UINT codePage, DWORD flags, DWORD allowedFlag, void const* text, int length, void const* target,

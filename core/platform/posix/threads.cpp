@@ -15,6 +15,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <string_view>
 #include <vector>
 
 #include <dirent.h>
@@ -27,6 +28,7 @@
 #include <ucontext.h>
 #include <unwind.h>
 
+#include "civil.h"
 #include "kernelobject.h"
 #include "nosuspend.h"
 #include "platform/debughelp.h"
@@ -71,7 +73,6 @@ struct SnapshotRecord
 {
     std::vector<DWORD> ids;
     std::vector<DebugHelp::SModuleEntry> modules;
-    bool holdsModules = false;
     std::size_t position = 0; // guarded by the object's lock bit
 };
 
@@ -90,9 +91,9 @@ constexpr DWORD c_AcknowledgeMs = 5000;
 constexpr int c_PoliteTries = 2000;
 constexpr long c_PoliteNs = 50'000;
 
-constexpr unsigned __int64 c_TicksInSecond = 10'000'000;          // of file times
-constexpr unsigned __int64 c_UnixEpoch = 116'444'736'000'000'000; // 1970 in file time
-constexpr unsigned __int64 c_StartStep = c_TicksInSecond / 100;   // creation times are that coarse
+constexpr unsigned __int64 c_TicksInSecond = c_TicksASecond;
+constexpr unsigned __int64 c_UnixEpoch = c_SecondsToEpoch * c_TicksASecond; // 1970 in file time
+constexpr unsigned __int64 c_StartStep = c_TicksInSecond / 100;             // creation times are that coarse
 
 constinit FutexMutex s_recordLock;
 constinit ThreadRecord* s_firstRecord = nullptr; // records of threads that have not ended, and of unknown ones
@@ -736,11 +737,6 @@ bool readAccount(pid_t id, ThreadAccount& account) noexcept
     return true;
 }
 
-FILETIME toFileTime(unsigned __int64 time) noexcept
-{
-    return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
-}
-
 int niceOf(int priority) noexcept
 {
     switch (priority)
@@ -1342,13 +1338,6 @@ bool listThreads(SnapshotRecord& record)
     return true;
 }
 
-void copyName(char const* name, char* target, std::size_t room) noexcept
-{
-    std::size_t const length = std::min(std::strlen(name), room - 1);
-    std::memcpy(target, name, length);
-    target[length] = '\0';
-}
-
 int listModule(dl_phdr_info* info, std::size_t, void* list)
 {
     std::uintptr_t first = UINTPTR_MAX;
@@ -1366,7 +1355,7 @@ int listModule(dl_phdr_info* info, std::size_t, void* list)
     {
         return 0;
     }
-    DebugHelp::SModuleEntry entry{};
+    DebugHelp::SModuleEntry entry{}; // all zero: what is copied there ends by itself
     entry.size = sizeof entry;
     entry.processId = GetCurrentProcessId();
     entry.base = reinterpret_cast<BYTE*>(first);
@@ -1375,10 +1364,10 @@ int listModule(dl_phdr_info* info, std::size_t, void* list)
     bool const isProgram = info->dlpi_name == nullptr || *info->dlpi_name == '\0';
     if (!isProgram || GetModuleFileNameA(nullptr, entry.path, sizeof entry.path) == 0)
     {
-        copyName(isProgram ? "program" : info->dlpi_name, entry.path, sizeof entry.path);
+        std::string_view(isProgram ? "program" : info->dlpi_name).copy(entry.path, sizeof entry.path - 1);
     }
     char const* const slash = std::strrchr(entry.path, '/');
-    copyName(slash != nullptr ? slash + 1 : entry.path, entry.name, sizeof entry.name);
+    std::string_view(slash != nullptr ? slash + 1 : entry.path).copy(entry.name, sizeof entry.name - 1);
     static_cast<std::vector<DebugHelp::SModuleEntry>*>(list)->push_back(entry);
     return 0;
 }
@@ -1394,8 +1383,7 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD) noexcept
     try
     {
         auto record = std::make_unique<SnapshotRecord>();
-        record->holdsModules = flags == TH32CS_SNAPMODULE;
-        if (record->holdsModules)
+        if (flags == TH32CS_SNAPMODULE)
         {
             dl_iterate_phdr(listModule, &record->modules);
         }
@@ -1425,7 +1413,7 @@ namespace
 {
 // Takes the next entry of a snapshot whose list is `list`; `fill` puts it into the caller's structure.
 template <class List, class Fill>
-BOOL readSnapshot(HANDLE snapshot, bool isFirst, bool holdsModules, List SnapshotRecord::*list, Fill fill) noexcept
+BOOL readSnapshot(HANDLE snapshot, bool isFirst, List SnapshotRecord::*list, Fill fill) noexcept
 {
     NoSuspend const guard;
     ObjectRef const ref = findObject(snapshot);
@@ -1434,8 +1422,9 @@ BOOL readSnapshot(HANDLE snapshot, bool isFirst, bool holdsModules, List Snapsho
         return fail(ERROR_INVALID_HANDLE);
     }
     Locked held(ref);
+    // A snapshot of the other kind has nothing in this list; its own is never empty.
     if (!held.isHeld() || Word::kind(held.word) != Kind::Passive || held.object().snapshot == nullptr ||
-        held.object().snapshot->holdsModules != holdsModules)
+        (held.object().snapshot->*list).empty())
     {
         return fail(ERROR_INVALID_HANDLE);
     }
@@ -1466,7 +1455,7 @@ BOOL readThread(HANDLE snapshot, THREADENTRY32* entry, bool isFirst) noexcept
         entry->th32OwnerProcessID = GetCurrentProcessId();
         entry->tpBasePri = 8;
     };
-    return readSnapshot(snapshot, isFirst, false, &SnapshotRecord::ids, fill);
+    return readSnapshot(snapshot, isFirst, &SnapshotRecord::ids, fill);
 }
 
 BOOL readModule(HANDLE snapshot, DebugHelp::SModuleEntry* entry, bool isFirst) noexcept
@@ -1476,7 +1465,7 @@ BOOL readModule(HANDLE snapshot, DebugHelp::SModuleEntry* entry, bool isFirst) n
         return fail(ERROR_INVALID_PARAMETER);
     }
     auto const fill = [entry](DebugHelp::SModuleEntry const& module) { *entry = module; };
-    return readSnapshot(snapshot, isFirst, true, &SnapshotRecord::modules, fill);
+    return readSnapshot(snapshot, isFirst, &SnapshotRecord::modules, fill);
 }
 } // namespace
 

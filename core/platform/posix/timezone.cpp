@@ -243,15 +243,19 @@ TimeZone const& lookAgain(__int64 now) noexcept
 {
     NoSuspend const guard;
     s_zoneLock.lock();
-    try
+    // Another thread may have looked while this one waited.
+    if (s_checkedAt.load(std::memory_order_relaxed) != now)
     {
-        s_zone.store(&findZone(), std::memory_order_release);
+        try
+        {
+            s_zone.store(&findZone(), std::memory_order_release);
+        }
+        catch (std::bad_alloc const&)
+        {
+            // Without memory for another zone the old one stays.
+        }
+        s_checkedAt.store(now, std::memory_order_release);
     }
-    catch (std::bad_alloc const&)
-    {
-        // Without memory for another zone the old one stays.
-    }
-    s_checkedAt.store(now, std::memory_order_release);
     TimeZone const* zone = s_zone.load(std::memory_order_relaxed);
     if (zone == nullptr)
     {
