@@ -112,20 +112,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
-    if (size == 0)
-    {
-        return 0;
-    }
-    Reader const reader = c_Readers[data[0] % std::size(c_Readers)];
-    CbStreamReadBinaryBuffer stream(data + 1, size - 1);
-    Fuzzing::ReadDamaged(
-        [&]
-        {
-            for (int i = 0; i < c_MostValues && stream.GetBytesRead() < size - 1; ++i)
-            {
-                reader(stream);
-            }
-        });
-    Fuzzing::Demand(stream.GetBytesRead() <= size - 1, "no more is read than is there");
+    Fuzzing::ReadValues(data, size, c_MostValues,
+                        [](CbStreamReadBinary& stream, unsigned int choice)
+                        { c_Readers[choice % std::size(c_Readers)](stream); });
     return 0;
 }

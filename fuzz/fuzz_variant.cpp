@@ -99,19 +99,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
-    if (size == 0)
-    {
-        return 0;
-    }
-    CbStreamReadBinaryBuffer stream(data + 1, size - 1);
-    Fuzzing::ReadDamaged(
-        [&]
-        {
-            for (int i = 0; i < c_MostValues && stream.GetBytesRead() < size - 1; ++i)
-            {
-                readOne(stream, data[0]);
-            }
-        });
-    Fuzzing::Demand(stream.GetBytesRead() <= size - 1, "no more is read than is there");
+    Fuzzing::ReadValues(data, size, c_MostValues, readOne);
     return 0;
 }

@@ -3,12 +3,15 @@
 #ifndef ORVANE_FUZZ_FUZZING_H
 #define ORVANE_FUZZ_FUZZING_H
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
 #include "logging/sinks.h"
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/exception/cbexceptionwrongfileversion.h"
+#include "orvane/stream/cbstreamreadbinarybuffer.h"
 
 namespace Fuzzing
 {
@@ -45,6 +48,26 @@ void ReadDamaged(TReader reader)
     {
         Demand(raised.GetCodeLine() != 0, "a version exception has its raise site");
     }
+}
+
+/// Reads at most so many values from the input behind its first byte, which is what `readOne` is given as its choice.
+template <class TReader>
+void ReadValues(std::uint8_t const* data, std::size_t size, int most, TReader readOne)
+{
+    if (size == 0)
+    {
+        return;
+    }
+    CbStreamReadBinaryBuffer stream(data + 1, size - 1);
+    ReadDamaged(
+        [&]
+        {
+            for (int i = 0; i < most && stream.GetBytesRead() < size - 1; ++i)
+            {
+                readOne(stream, data[0]);
+            }
+        });
+    Demand(stream.GetBytesRead() <= size - 1, "no more is read than is there");
 }
 } // namespace Fuzzing
 

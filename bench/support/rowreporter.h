@@ -11,8 +11,8 @@
 
 /// Reports as the console reporter does and closes with a Markdown table: the medians in nanoseconds and, in brackets,
 /// orvane's time divided by the library's. Below 1 orvane is ahead.
-/// A single run without repetitions counts as its own median. Rows of one thread show processor time, which other
-/// processes disturb less; rows of several threads show real time.
+/// A single run without repetitions counts as its own median. Rows show processor time, which other processes disturb
+/// less, but for rows of several threads and those registered with real or manual time, which show that.
 class CRowReporter : public benchmark::ConsoleReporter
 {
 public:

@@ -1,44 +1,15 @@
 #include <cerrno>
 #include <clocale>
 #include <cmath>
-#include <memory>
 #include <ostream>
 #include <string>
-#include <type_traits>
 
 #include "platform/platform.h"
+#include "support/germanlocale.h"
 #include "gtest/gtest.h"
 
 namespace
 {
-struct SFree
-{
-    void operator()(_locale_t locale) const
-    {
-        _free_locale(locale);
-    }
-};
-
-using Locale = std::unique_ptr<std::remove_pointer_t<_locale_t>, SFree>;
-
-// The names that German goes by: a language tag, the name on Linux and that of the C runtime of Windows.
-constexpr char const* c_GermanNames[] = {"de-DE", "de_DE.UTF-8", "German"};
-
-char const* findGermanName()
-{
-    for (char const* const name : c_GermanNames)
-    {
-        if (Locale(_create_locale(LC_ALL, name)) && std::setlocale(LC_NUMERIC, name) != nullptr)
-        {
-            std::setlocale(LC_NUMERIC, "C");
-            return name;
-        }
-    }
-    return nullptr;
-}
-
-constexpr char c_NoGerman[] = "this machine has no German locale";
-
 struct SNumber
 {
     char const* name;

@@ -20,16 +20,6 @@ using containertest::CUncopyable;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// By their published names: the thread pool's entries, and what its idle list and a task thread's queue hold.
-class CbThreadPool
-{
-public:
-    struct STaskEntry
-    {
-        void* task;
-    };
-};
-
 namespace
 {
 using SinglyLinked = CbListBaseIntermediate<CCounted, 9>;

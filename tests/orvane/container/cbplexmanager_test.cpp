@@ -16,16 +16,6 @@
 
 using testing::ElementsAre;
 
-// The thread pool's entries by their published name; they have the size of a pointer.
-class CbThreadPool
-{
-public:
-    struct STaskEntry
-    {
-        void* task;
-    };
-};
-
 namespace
 {
 struct SElement

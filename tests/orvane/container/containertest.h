@@ -37,6 +37,16 @@
                                                              function, L"Out of memory"}}));                           \
     } while (false)
 
+/// Stands in for the thread pool, whose entries are private: failures name them. They have the size of a pointer.
+class CbThreadPool
+{
+public:
+    struct STaskEntry
+    {
+        void* task;
+    };
+};
+
 namespace containertest
 {
 /// Counts those that stand for something: what was moved from does not.

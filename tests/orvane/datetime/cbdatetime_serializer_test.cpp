@@ -8,16 +8,13 @@
 #include "orvane/datetime/cbdatetime.h"
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/exception/cbexceptionwrongfileversion.h"
-#include "orvane/stream/cbstreamreadbinarybuffer.h"
-#include "orvane/stream/cbstreamwritebinarybuffer.h"
+#include "orvane/stream/streamtesting.h"
 #include "support/raises.h"
 
 static_assert(std::is_copy_constructible_v<CbDateTime_Serializer> && std::is_move_assignable_v<CbDateTime_Serializer>);
 
 namespace
 {
-using Bytes = std::vector<unsigned char>;
-
 // 2024-05-06 07:08:09.010: version 0, ticks 0x01DA9F84266E1920.
 Bytes const c_Stored = {0, 0, 0, 0, 0x20, 0x19, 0x6E, 0x26, 0x84, 0x9F, 0xDA, 0x01};
 Bytes const c_NoTime = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
@@ -26,12 +23,6 @@ Bytes const c_Newer = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 Bytes const c_CutShort = {0, 0, 0, 0, 0x20, 0x19, 0x6E, 0x26, 0x84, 0x9F, 0xDA};
 
 CbDateTime const c_Time(2024, 5, 6, 7, 8, 9, 10);
-
-Bytes bytesOf(CbStreamWriteBinaryBuffer const& stream)
-{
-    CbArray<unsigned char> const array = stream.GetArray();
-    return Bytes(array.GetData(), array.GetData() + array.GetCount());
-}
 
 Bytes written(CbDateTime const& time)
 {

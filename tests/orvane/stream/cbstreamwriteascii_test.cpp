@@ -13,6 +13,7 @@
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/stream/realformatter.h"
 #include "orvane/stream/texttesting.h"
+#include "support/germanlocale.h"
 #include "support/layout.h"
 #include "support/logline.h"
 #include "support/raises.h"
@@ -68,32 +69,9 @@ struct SPositions : public CbStreamWriteASCIIT<CStringW>
     }
 };
 
-struct SFree
-{
-    void operator()(_locale_t locale) const
-    {
-        _free_locale(locale);
-    }
-};
-
-using Locale = std::unique_ptr<std::remove_pointer_t<_locale_t>, SFree>;
-
 Locale plainLocale()
 {
     return Locale(_create_locale(LC_ALL, "C"));
-}
-
-// A locale with a comma; the names it has on the two targets.
-Locale germanLocale()
-{
-    for (char const* const name : {"de-DE", "German"})
-    {
-        if (Locale locale{_create_locale(LC_ALL, name)})
-        {
-            return locale;
-        }
-    }
-    return nullptr;
 }
 
 // Replaces the formatter for a scope.
@@ -437,7 +415,7 @@ TEST(CbStreamWriteASCIITLocale, OfGermanWritesACommaAndIsNotTruncated)
     Locale const german = germanLocale();
     if (!german)
     {
-        GTEST_SKIP() << "this machine has no German locale";
+        GTEST_SKIP() << c_NoGerman;
     }
     Wide stream(german.get());
     stream.SetTruncateFloats(true);
@@ -614,15 +592,14 @@ TEST(CbStreamWriteASCIIStringT, MovesItsTextAndCanBeWrittenToAfterwards)
 
 TEST(CbStreamWriteASCIITLocale, OfTheRuntimeCountsWithoutOneOfItsOwn)
 {
-    // The runtime's current locale, under the names it has on the two targets.
-    char const* const before = std::setlocale(LC_NUMERIC, nullptr);
-    std::string const restored = before;
-    if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr && std::setlocale(LC_NUMERIC, "German") == nullptr)
+    char const* const name = findGermanName();
+    if (name == nullptr)
     {
-        GTEST_SKIP() << "this machine has no German locale";
+        GTEST_SKIP() << c_NoGerman;
     }
+    std::setlocale(LC_NUMERIC, name);
     std::string const text = textOf(2.5, true);
-    std::setlocale(LC_NUMERIC, restored.c_str());
+    std::setlocale(LC_NUMERIC, "C");
 
     EXPECT_EQ(text, "2,500000");
 }

@@ -1,9 +1,6 @@
 // The bytes of the encoding, compared with files that were made without the library (tests/golden/stream/make.py), in
 // both directions and on every target.
 
-#include <fstream>
-#include <iterator>
-
 #include <gtest/gtest.h>
 
 #include "orvane/stream/cbarray_serializer.h"
@@ -12,24 +9,6 @@
 
 namespace
 {
-Bytes goldenFile(std::string const& name)
-{
-    std::ifstream file(std::string(ORVANE_TEST_GOLDEN) + "/" + name, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << ORVANE_TEST_GOLDEN << "/" << name << " cannot be opened";
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-template <class C>
-std::basic_string<C> letters(std::size_t count)
-{
-    std::basic_string<C> text;
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        text.push_back(static_cast<C>('a' + i % 26));
-    }
-    return text;
-}
-
 std::vector<std::string> narrowTexts()
 {
     return {"", "a", "ab", "\xC4\x80\xFF", letters<char>(254), letters<char>(255)};
@@ -106,7 +85,7 @@ Bytes const c_ArrayElements{1, 2, 0, 4, 255};
 
 Bytes arrayFrom(std::string const& file)
 {
-    Bytes const bytes = goldenFile(file);
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, file);
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
     CbArray<unsigned char> array;
     CbArray_Serializer::Serialize(stream, array);
@@ -133,12 +112,12 @@ TEST(GoldenPrimitives, AreWrittenAsInTheFile)
            << static_cast<unsigned short>(0xABCD) << static_cast<signed char>(-128) << static_cast<unsigned char>(0xFE)
            << true << false;
 
-    EXPECT_EQ(bytesOf(stream), goldenFile("primitives.bin"));
+    EXPECT_EQ(bytesOf(stream), goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin"));
 }
 
 TEST(GoldenPrimitives, AreReadFromTheFile)
 {
-    Bytes const bytes = goldenFile("primitives.bin");
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin");
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
     long aLong = 0;
     unsigned long anUnsignedLong = 0;
@@ -179,7 +158,7 @@ TEST(GoldenPrimitives, AreReadFromTheFile)
 
 TEST(GoldenVersion, IsWrittenAsInTheFileAndRead)
 {
-    Bytes const bytes = goldenFile("version.bin");
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "version.bin");
     CbStreamWriteBinaryBuffer writer;
     CbStreamReadBinaryBuffer reader = readerOf(bytes);
 
@@ -191,43 +170,45 @@ TEST(GoldenVersion, IsWrittenAsInTheFileAndRead)
 
 TEST(GoldenNarrowText, IsWrittenAsInTheFile)
 {
-    EXPECT_EQ(writtenOneByOne(narrowTexts()), goldenFile("narrow_text.bin"));
+    EXPECT_EQ(writtenOneByOne(narrowTexts()), goldenFile(ORVANE_TEST_GOLDEN, "narrow_text.bin"));
 }
 
 TEST(GoldenNarrowText, IsReadFromTheFile)
 {
-    EXPECT_EQ(readOneByOne<std::string>(goldenFile("narrow_text.bin")), narrowTexts());
+    EXPECT_EQ(readOneByOne<std::string>(goldenFile(ORVANE_TEST_GOLDEN, "narrow_text.bin")), narrowTexts());
 }
 
 TEST(GoldenWideText, IsWrittenAsInTheFile)
 {
-    EXPECT_EQ(writtenOneByOne(wideTexts()), goldenFile("wide_text.bin"));
+    EXPECT_EQ(writtenOneByOne(wideTexts()), goldenFile(ORVANE_TEST_GOLDEN, "wide_text.bin"));
 }
 
 TEST(GoldenWideText, IsReadFromTheFile)
 {
-    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile("wide_text.bin")), wideTexts());
+    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile(ORVANE_TEST_GOLDEN, "wide_text.bin")), wideTexts());
 }
 
 TEST(GoldenLoneSurrogates, AreWrittenAsInTheFile)
 {
-    EXPECT_EQ(writtenOneByOne(textsWithLoneSurrogates()), goldenFile("lone_surrogates.bin"));
+    EXPECT_EQ(writtenOneByOne(textsWithLoneSurrogates()), goldenFile(ORVANE_TEST_GOLDEN, "lone_surrogates.bin"));
 }
 
 TEST(GoldenLoneSurrogates, AreReadFromTheFile)
 {
-    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile("lone_surrogates.bin")), textsWithLoneSurrogates());
+    EXPECT_EQ(readOneByOne<std::wstring>(goldenFile(ORVANE_TEST_GOLDEN, "lone_surrogates.bin")),
+              textsWithLoneSurrogates());
 }
 
 // Compared without a print-out of half a megabyte.
 TEST(GoldenWideLengths, AreWrittenAsInTheFile)
 {
-    EXPECT_TRUE(writtenOneByOne(textsOfAllLengthForms()) == goldenFile("wide_lengths.bin"));
+    EXPECT_TRUE(writtenOneByOne(textsOfAllLengthForms()) == goldenFile(ORVANE_TEST_GOLDEN, "wide_lengths.bin"));
 }
 
 TEST(GoldenWideLengths, AreReadFromTheFile)
 {
-    EXPECT_TRUE(readOneByOne<std::wstring>(goldenFile("wide_lengths.bin")) == textsOfAllLengthForms());
+    EXPECT_TRUE(readOneByOne<std::wstring>(goldenFile(ORVANE_TEST_GOLDEN, "wide_lengths.bin")) ==
+                textsOfAllLengthForms());
 }
 
 TEST(GoldenChunk, IsWrittenAsInTheFile)
@@ -236,12 +217,12 @@ TEST(GoldenChunk, IsWrittenAsInTheFile)
 
     stream.WriteChunk(firstEntry());
 
-    EXPECT_EQ(bytesOf(stream), goldenFile("chunk.bin"));
+    EXPECT_EQ(bytesOf(stream), goldenFile(ORVANE_TEST_GOLDEN, "chunk.bin"));
 }
 
 TEST(GoldenChunk, IsReadFromTheFile)
 {
-    Bytes const bytes = goldenFile("chunk.bin");
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "chunk.bin");
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
 
     std::unique_ptr<ISerializable> const object(stream.ReadChunk());
@@ -252,7 +233,7 @@ TEST(GoldenChunk, IsReadFromTheFile)
 
 TEST(GoldenChunk, OfAnUnknownClassIsSkippedInTheFile)
 {
-    Bytes const bytes = goldenFile("unknown_chunk.bin");
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "unknown_chunk.bin");
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
     unsigned int next = 0;
 
@@ -264,7 +245,7 @@ TEST(GoldenChunk, OfAnUnknownClassIsSkippedInTheFile)
 
 TEST(GoldenNestedChunk, IsReadFromTheFile)
 {
-    Bytes const bytes = goldenFile("nested_chunk.bin");
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "nested_chunk.bin");
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
     unsigned int next = 0;
 
@@ -288,8 +269,8 @@ TEST(GoldenNestedChunk, IsReadFromTheFile)
 
 TEST(GoldenArray, IsWrittenAsInTheFile)
 {
-    EXPECT_EQ(writtenArray(c_ArrayElements), goldenFile("array.bin"));
-    EXPECT_EQ(writtenArray({}), goldenFile("array_empty.bin"));
+    EXPECT_EQ(writtenArray(c_ArrayElements), goldenFile(ORVANE_TEST_GOLDEN, "array.bin"));
+    EXPECT_EQ(writtenArray({}), goldenFile(ORVANE_TEST_GOLDEN, "array_empty.bin"));
 }
 
 TEST(GoldenArray, IsReadFromTheFileOfEveryLayout)

@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <initializer_list>
 #include <iterator>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "orvane/stream/cbstreamreadbinary.h"
 #include "orvane/stream/cbstreamreadbinarybuffer.h"
@@ -42,6 +45,26 @@ inline Bytes joined(std::initializer_list<Bytes> blocks)
 inline Bytes headOf(Bytes const& bytes, std::size_t count)
 {
     return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())));
+}
+
+/// The bytes of a file of a folder of golden files.
+inline Bytes goldenFile(char const* folder, std::string const& name)
+{
+    std::ifstream file(std::string(folder) + "/" + name, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << folder << "/" << name << " cannot be opened";
+    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+/// So many letters, from a on and again.
+template <class C>
+std::basic_string<C> letters(std::size_t count)
+{
+    std::basic_string<C> text;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        text.push_back(static_cast<C>('a' + i % 26));
+    }
+    return text;
 }
 
 /// A number's low bytes, the lowest first, laid out by arithmetic.

@@ -256,7 +256,10 @@ TEST_F(CbThreadPoolLimit, OfOneKeepsEachSubmitterToOneTask)
                     tasks.push_back(makeTask(
                         [&]
                         {
-                            wasAbove = wasAbove || ++own > 1;
+                            if (++own > 1)
+                            {
+                                wasAbove = true;
+                            }
                             std::this_thread::yield();
                             --own;
                             ++done;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/value/varianttesting.h"
+#include "support/germanlocale.h"
 #include "support/layout.h"
 #include "support/logrecorder.h"
 #include "support/raises.h"
@@ -77,44 +78,6 @@ class CUnsignedRounding : public testing::TestWithParam<std::pair<double, unsign
 {
 };
 
-class CLocaleHolder
-{
-public:
-    // The names that German goes by: a language tag, and that of the C runtime of Windows.
-    static constexpr char const* c_Names[] = {"de-DE", "German"};
-
-    CLocaleHolder()
-    {
-        for (char const* const name : c_Names)
-        {
-            if (m_locale == nullptr)
-            {
-                m_locale = _create_locale(LC_ALL, name);
-            }
-        }
-    }
-
-    CLocaleHolder(CLocaleHolder const&) = delete;
-    CLocaleHolder& operator=(CLocaleHolder const&) = delete;
-
-    ~CLocaleHolder()
-    {
-        if (m_locale != nullptr)
-        {
-            _free_locale(m_locale);
-        }
-    }
-
-    _locale_t Get() const
-    {
-        return m_locale;
-    }
-
-private:
-    _locale_t m_locale = nullptr;
-};
-
-constexpr char c_NoGerman[] = "this machine has no German locale";
 } // namespace
 
 // ---- the kind itself
@@ -567,8 +530,8 @@ TEST_F(CbVariantConversion, OfTextThatIsNoDateTimeRaisesWhatTheDateTimeRaises)
 
 TEST_F(CbVariantConversion, LocalizedHasTheRadixMarkOfTheLocale)
 {
-    CLocaleHolder const german;
-    if (german.Get() == nullptr)
+    Locale const german = germanLocale();
+    if (!german)
     {
         GTEST_SKIP() << c_NoGerman;
     }
@@ -577,10 +540,10 @@ TEST_F(CbVariantConversion, LocalizedHasTheRadixMarkOfTheLocale)
     CbVariant text("1,5");
     CbVariant wideText(L"1,5");
 
-    wide.ConvertToLocalized(CbVariant::eStringW, german.Get());
-    narrow.ConvertToLocalized(CbVariant::eStringA, german.Get());
-    text.ConvertToLocalized(CbVariant::eDouble, german.Get());
-    wideText.ConvertToLocalized(CbVariant::eFloat, german.Get());
+    wide.ConvertToLocalized(CbVariant::eStringW, german.get());
+    narrow.ConvertToLocalized(CbVariant::eStringA, german.get());
+    text.ConvertToLocalized(CbVariant::eDouble, german.get());
+    wideText.ConvertToLocalized(CbVariant::eFloat, german.get());
 
     EXPECT_EQ(wide, L"1,500000");
     EXPECT_EQ(narrow, "1,500000");
@@ -590,29 +553,26 @@ TEST_F(CbVariantConversion, LocalizedHasTheRadixMarkOfTheLocale)
 
 TEST_F(CbVariantConversion, LocalizedRefusesTheRadixMarkOfAnotherLocale)
 {
-    CLocaleHolder const german;
-    if (german.Get() == nullptr)
+    Locale const german = germanLocale();
+    if (!german)
     {
         GTEST_SKIP() << c_NoGerman;
     }
     CbVariant text("1.5");
 
     EXPECT_RAISES(CbExceptionConversion, "cbvariant", "stringToDouble",
-                  text.ConvertToLocalized(CbVariant::eDouble, german.Get()));
+                  text.ConvertToLocalized(CbVariant::eDouble, german.get()));
     EXPECT_EQ(text, "1.5");
 }
 
 TEST_F(CbVariantConversion, FollowsTheCurrentLocale)
 {
-    char const* current = nullptr;
-    for (char const* const name : {"de_DE.UTF-8", "German"})
-    {
-        current = current == nullptr ? std::setlocale(LC_NUMERIC, name) : current;
-    }
-    if (current == nullptr)
+    char const* const name = findGermanName();
+    if (name == nullptr)
     {
         GTEST_SKIP() << c_NoGerman;
     }
+    std::setlocale(LC_NUMERIC, name);
     CbVariant const text = converted(CbVariant(1.5), CbVariant::eStringA);
     CbVariant const number = converted(CbVariant("1,5"), CbVariant::eDouble);
     std::setlocale(LC_NUMERIC, "C");

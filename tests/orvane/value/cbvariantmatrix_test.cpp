@@ -11,6 +11,7 @@
 
 #include "orvane/value/varianttesting.h"
 #include "support/logrecorder.h"
+#include "support/temporaryfolder.h"
 
 namespace
 {
@@ -106,22 +107,13 @@ std::string makeTable()
     }
     return table.str();
 }
-
-std::string readPage()
-{
-    std::ifstream const file(c_Page, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << c_Page;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 } // namespace
 
 TEST(CbVariantMatrix, StandsInTheDocumentsAsTheCodeGivesIt)
 {
     CLogRecorder const quiet;
     std::string const table = makeTable();
-    std::string page = readPage();
+    std::string page = readFile(c_Page);
     std::size_t const begin = page.find(c_Begin);
     std::size_t const end = page.find(c_End);
     ASSERT_NE(begin, std::string::npos);

@@ -1,6 +1,3 @@
-#include <fstream>
-#include <iterator>
-
 #include <gtest/gtest.h>
 
 #include "orvane/exception/cbexceptionstream.h"
@@ -30,24 +27,6 @@ CbVariant readFrom(Bytes const& bytes)
     variant.Serialize(stream);
     EXPECT_EQ(stream.GetBytesRead(), bytes.size());
     return variant;
-}
-
-Bytes goldenFile(std::string const& name)
-{
-    std::ifstream file(std::string(ORVANE_TEST_GOLDEN_VARIANT) + "/" + name, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << name << " cannot be opened";
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-template <class C>
-std::basic_string<C> letters(std::size_t count)
-{
-    std::basic_string<C> text;
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        text.push_back(static_cast<C>('a' + i % 26));
-    }
-    return text;
 }
 
 CbArray<unsigned char> countedBytes(unsigned int count)
@@ -156,7 +135,7 @@ TEST_F(CbVariantSerialize, WritesEveryKindAndLengthAsInItsFile)
 {
     for (SGolden const& row : goldenValues())
     {
-        EXPECT_TRUE(serialized(row.value) == goldenFile(row.file)) << row.file;
+        EXPECT_TRUE(serialized(row.value) == goldenFile(ORVANE_TEST_GOLDEN_VARIANT, row.file)) << row.file;
     }
 }
 
@@ -164,7 +143,7 @@ TEST_F(CbVariantSerialize, ReadsEveryKindAndLengthFromItsFile)
 {
     for (SGolden const& row : goldenValues())
     {
-        EXPECT_TRUE(readFrom(goldenFile(row.file)) == row.value) << row.file;
+        EXPECT_TRUE(readFrom(goldenFile(ORVANE_TEST_GOLDEN_VARIANT, row.file)) == row.value) << row.file;
     }
 }
 

@@ -48,10 +48,6 @@ std::string universalText(std::string const& local)
 std::vector<std::string> zoneNames()
 {
     std::map<std::string, std::string> names;
-    if (!std::filesystem::exists(c_Folder))
-    {
-        return {};
-    }
     for (auto const& entry : std::filesystem::recursive_directory_iterator(c_Folder))
     {
         std::string const name = std::filesystem::relative(entry.path(), c_Folder).string();
@@ -129,13 +125,12 @@ std::map<std::string, std::vector<SChange>> changesByTool(std::vector<std::strin
 
 TEST_F(Zones, AgreeWithTheSystemsToolAtEveryChange)
 {
-    if (std::system("command -v zdump >/dev/null") != 0 || !std::filesystem::exists(c_Folder / "Europe/Berlin"))
-    {
-        GTEST_SKIP() << "needs zdump and the zone database";
-    }
+    ASSERT_EQ(std::system("command -v zdump >/dev/null"), 0) << "zdump is missing";
+    ASSERT_TRUE(std::filesystem::exists(c_Folder / "Europe/Berlin")) << "the zone database is missing";
     std::vector<std::string> const names = zoneNames();
+    std::map<std::string, std::vector<SChange>> const all = changesByTool(names);
     std::size_t compared = 0;
-    for (auto const& [zone, changes] : changesByTool(names))
+    for (auto const& [zone, changes] : all)
     {
         setZone(zone.c_str());
         for (SChange const& change : changes)
@@ -152,10 +147,9 @@ TEST_F(Zones, AgreeWithTheSystemsToolAtEveryChange)
             ++compared;
         }
     }
-    RecordProperty("compared", static_cast<int>(compared));
-    std::printf("%zu zones, %zu moments\n", names.size(), compared);
-    EXPECT_GT(names.size(), 300u);
-    EXPECT_GT(compared, 50'000u);
+    std::printf("%zu of %zu zones have changes, %zu moments\n", all.size(), names.size(), compared);
+    EXPECT_GT(all.size(), 300u);
+    EXPECT_GT(compared, 40'000u);
 }
 
 TEST_F(Zones, FollowTheRuleOfTheTime)
@@ -254,9 +248,9 @@ TEST_F(Zones, MayBeNamedByAPath)
 
 TEST_F(Zones, MayCountLeapSeconds)
 {
-    if (!std::filesystem::exists(c_Folder / "right/Asia/Tokyo"))
+    if (!std::filesystem::exists(c_Folder / "right/America/New_York"))
     {
-        GTEST_SKIP() << "no such files here";
+        GTEST_SKIP() << "newer zone databases come without the files that count leap seconds";
     }
     setZone("right/America/New_York");
     EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 6, 59, 59, 0)), "2024-03-10 01:59:59");
