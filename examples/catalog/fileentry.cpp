@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 CB_IMPLEMENT_CLASS(CFileEntry);
@@ -12,7 +14,7 @@ namespace
 {
 constexpr char const* c_SourceFile = "fileentry";
 
-constexpr unsigned int c_Version = 1;
+constexpr unsigned int c_Version = 2;
 constexpr std::size_t c_BlockSize = 262'144;
 
 constexpr unsigned __int64 c_FnvStart = 0xCBF29CE484222325;
@@ -35,15 +37,29 @@ std::wstring nameOf(std::filesystem::path const& path)
         return L"a file whose name is no text";
     }
 }
+
+// Date-times are stored as local text to the second. What that does not tell is dropped at once, so that an entry that is
+// read back equals the one that was written.
+CbVariant writtenTimeOf(std::filesystem::path const& path)
+{
+    constexpr wchar_t const* c_StoredForm = L"Y-m-d H:i:s";
+    CbDateTime time;
+    if (!time.ReadFileModificationTime(path.wstring().c_str()))
+    {
+        return {};
+    }
+    return CbVariant(CbDateTime(time.ToString(c_StoredForm, true), true));
+}
 } // namespace
 
 CFileEntry CFileEntry::FromFile(std::filesystem::path const& path)
 {
     try
     {
-        CFileEntry entry;
-        entry.m_path = path.generic_wstring();
-        entry.m_digest = c_FnvStart;
+        std::wstring const name = path.generic_wstring();
+        unsigned __int64 size = 0;
+        unsigned __int64 digest = c_FnvStart;
+        CbArray<unsigned char> firstBytes;
 
         std::ifstream file(path, std::ios::binary);
         if (!file)
@@ -60,16 +76,23 @@ CFileEntry CFileEntry::FromFile(std::filesystem::path const& path)
             }
             std::size_t const count = static_cast<std::size_t>(file.gcount());
             auto const* const bytes = reinterpret_cast<unsigned char const*>(block.data());
-            if (entry.m_size == 0)
+            if (size == 0)
             {
-                entry.m_firstBytes.Append(bytes, static_cast<unsigned int>(std::min<std::size_t>(count, c_FirstBytes)));
+                firstBytes.Append(bytes, static_cast<unsigned int>(std::min<std::size_t>(count, c_FirstBytes)));
             }
             for (std::size_t i = 0; i < count; ++i)
             {
-                entry.m_digest = (entry.m_digest ^ bytes[i]) * c_FnvPrime;
+                digest = (digest ^ bytes[i]) * c_FnvPrime;
             }
-            entry.m_size += count;
+            size += count;
         } while (file);
+
+        CFileEntry entry;
+        entry.m_facts[eFactPath] = name;
+        entry.m_facts[eFactSize] = size;
+        entry.m_facts[eFactWritten] = writtenTimeOf(path);
+        entry.m_facts[eFactDigest] = digest;
+        entry.m_facts[eFactFirstBytes] = std::move(firstBytes);
         return entry;
     }
     catch (std::exception const& exception)
@@ -79,46 +102,65 @@ CFileEntry CFileEntry::FromFile(std::filesystem::path const& path)
     }
 }
 
-std::wstring const& CFileEntry::GetPath() const
+CStringW const& CFileEntry::GetPath() const
 {
-    return m_path;
+    return m_facts[eFactPath];
 }
 
 unsigned __int64 CFileEntry::GetSize() const
 {
-    return m_size;
+    return m_facts[eFactSize];
 }
 
 unsigned __int64 CFileEntry::GetDigest() const
 {
-    return m_digest;
+    return m_facts[eFactDigest];
 }
 
 CbArray<unsigned char> const& CFileEntry::GetFirstBytes() const
 {
-    return m_firstBytes;
+    return m_facts[eFactFirstBytes];
+}
+
+CbVariant const& CFileEntry::GetWritten() const
+{
+    return m_facts[eFactWritten];
 }
 
 void CFileEntry::Serialize(CbStreamWriteBinary& stream) const
 {
     stream.WriteVersion(c_Version);
-    stream << m_path;
-    stream << m_size;
-    stream << m_digest;
-    CbArray_Serializer::Serialize(stream, m_firstBytes);
+    for (CbVariant const& fact : m_facts)
+    {
+        fact.Serialize(stream);
+    }
 }
 
 void CFileEntry::Serialize(CbStreamReadBinary& stream)
 {
-    stream.ReadAndCompareVersion(c_Version);
-    stream >> m_path;
-    stream >> m_size;
-    stream >> m_digest;
-    CbArray_Serializer::Serialize(stream, m_firstBytes);
+    if (stream.ReadAndCompareVersion(c_Version) < c_Version)
+    {
+        throw CbException(CB_SITE("CFileEntry::Serialize"), L"an entry of an older catalogue");
+    }
+    for (CbVariant& fact : m_facts)
+    {
+        fact.Serialize(stream);
+    }
+    if (!isComplete())
+    {
+        throw CbException(CB_SITE("CFileEntry::Serialize"), L"a fact of another kind than it should be");
+    }
+}
+
+bool CFileEntry::isComplete() const
+{
+    return m_facts[eFactPath].GetType() == CbVariant::eStringW && m_facts[eFactSize].GetType() == CbVariant::eUInt64 &&
+           (GetWritten().IsNull() || GetWritten().GetType() == CbVariant::eDateTime) &&
+           m_facts[eFactDigest].GetType() == CbVariant::eUInt64 &&
+           m_facts[eFactFirstBytes].GetType() == CbVariant::eByteArray;
 }
 
 bool operator==(CFileEntry const& left, CFileEntry const& right)
 {
-    return left.m_path == right.m_path && left.m_size == right.m_size && left.m_digest == right.m_digest &&
-           left.m_firstBytes == right.m_firstBytes;
+    return left.m_facts == right.m_facts;
 }

@@ -3,12 +3,12 @@
 #ifndef ORVANE_EXAMPLES_CATALOG_FILEENTRY_H
 #define ORVANE_EXAMPLES_CATALOG_FILEENTRY_H
 
+#include <array>
 #include <filesystem>
-#include <string>
 
 #include "orvane/orvane.h"
 
-/// What a catalogue knows about a file: a serialisable class that is registered under its name, so that a reader of the
+/// What a catalogue knows about a file, each fact a variant: a serialisable class that is registered under its name, so that a reader of the
 /// catalogue creates it without knowing it.
 class CFileEntry : public ISerializable
 {
@@ -23,21 +23,39 @@ public:
     /// Reads the file. Raises: CbException with the cause as its history where it cannot be read.
     static CFileEntry FromFile(std::filesystem::path const& path);
 
-    std::wstring const& GetPath() const;
+    CStringW const& GetPath() const;
     unsigned __int64 GetSize() const;
     unsigned __int64 GetDigest() const;
     CbArray<unsigned char> const& GetFirstBytes() const;
 
+    /// When the file was last written, to the second; nothing where the file system does not tell. When it was made is
+    /// not kept: systems do not agree on it, and a catalogue is the same on all of them.
+    CbVariant const& GetWritten() const;
+
     void Serialize(CbStreamWriteBinary& stream) const override;
+
+    /// Raises: CbException where a fact has another kind than it should; what the stream and the variants raise. The entry
+    /// may have taken over part of the facts then.
     void Serialize(CbStreamReadBinary& stream) override;
 
     friend bool operator==(CFileEntry const& left, CFileEntry const& right);
 
 private:
-    std::wstring m_path; // with forward slashes on every system
-    unsigned __int64 m_size = 0;
-    unsigned __int64 m_digest = 0; // 64-bit FNV-1a of the content
-    CbArray<unsigned char> m_firstBytes;
+    // What is known about the file, in the order in which it is stored.
+    enum EFact
+    {
+        eFactPath,       // wide text, with forward slashes on every system
+        eFactSize,       // bytes, as eUInt64
+        eFactWritten,    // date-time
+        eFactDigest,     // 64-bit FNV-1a of the content, as eUInt64
+        eFactFirstBytes, // bytes
+        eFactCount
+    };
+
+    // Whether each fact has the kind that it should have.
+    bool isComplete() const;
+
+    std::array<CbVariant, eFactCount> m_facts;
 };
 
 #endif // ORVANE_EXAMPLES_CATALOG_FILEENTRY_H

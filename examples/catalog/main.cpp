@@ -286,9 +286,11 @@ void printEntry(CFileEntry const& entry)
     {
         first.AppendFormat("%02x", byte);
     }
-    std::printf("%10llu  %016llx  %s\n%12s%s\n", static_cast<unsigned long long>(entry.GetSize()),
-                static_cast<unsigned long long>(entry.GetDigest()), CStringA(entry.GetPath().c_str()).GetString(), "",
-                first.GetString());
+    // As text a date-time is UTC.
+    CStringA const written = entry.GetWritten().IsNull() ? CStringA("unknown") : entry.GetWritten().GetAs<CStringA>();
+    std::printf("%10llu  %016llx  %s  %s\n%12s%s\n", static_cast<unsigned long long>(entry.GetSize()),
+                static_cast<unsigned long long>(entry.GetDigest()), written.GetString(),
+                CStringA(entry.GetPath()).GetString(), "", first.GetString());
 }
 
 int showCatalog(SOptions const& options)
