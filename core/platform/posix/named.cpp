@@ -136,6 +136,29 @@ void freeReleased() noexcept
     }
 }
 
+// The C library and the kernel know an owned mutex by its address: a name that is opened again while a thread of this
+// process owns its mutex gets the memory that it had.
+void adoptOwned(NamedObject& named) noexcept
+{
+    NamedObject** place = &s_owned;
+    while (*place != nullptr &&
+           ((*place)->use.inode != named.use.inode || (*place)->use.slot != named.use.slot || !isStillOwned(**place)))
+    {
+        place = &(*place)->next;
+    }
+    NamedObject* const owned = *place;
+    if (owned == nullptr)
+    {
+        return;
+    }
+    std::swap(named.use.file, owned->use.file);
+    std::swap(named.use.object, owned->use.object);
+    named.localOwner.store(owned->localOwner.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    *place = owned->next;
+    unmapName(owned->use);
+    delete owned;
+}
+
 void removeNamed(NamedObject& named) noexcept
 {
     NamedObject** place = &bucketOf(named.use.hash);
@@ -145,7 +168,7 @@ void removeNamed(NamedObject& named) noexcept
     }
     *place = named.next;
     closeName(named.use);
-    // The C library and the kernel know an owned mutex by its address: it stays where it is until its owner has ended.
+    // An owned mutex stays where it is until its owner has ended.
     named.next = s_owned;
     s_owned = &named;
     freeReleased();
@@ -182,6 +205,10 @@ DWORD addNamed(std::wstring_view name, ObjectSetup const& setup, NamedObject*& n
     if (isNew && setup.kind == Kind::Mutex && setup.value != 0)
     {
         named->localOwner.store(setup.value, std::memory_order_relaxed);
+    }
+    if (!isNew)
+    {
+        adoptOwned(*named);
     }
     named->next = bucketOf(named->use.hash);
     bucketOf(named->use.hash) = named;

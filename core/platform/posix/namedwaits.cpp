@@ -421,7 +421,8 @@ private:
     bool attempt(bool isBlocking) noexcept
     {
         NoSuspend const guard;
-        if (isBlocking)
+        // Once: those who are about to wake this wait read what is announced.
+        if (isBlocking && m_operation.parking == nullptr)
         {
             announce();
         }
