@@ -106,9 +106,11 @@ unsigned __int64 CbTimer::GetElapsedTime() const
         unsigned __int64 counts = m_accumulated;
         if (m_isRunning)
         {
+            // What is known is added up before the clock is read.
+            counts -= m_start;
             LARGE_INTEGER count;
             ::QueryPerformanceCounter(&count);
-            counts += static_cast<unsigned __int64>(count.QuadPart) - m_start;
+            counts += static_cast<unsigned __int64>(count.QuadPart);
         }
         return unitsOf(m_resolution, counts);
     }
