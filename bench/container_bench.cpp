@@ -258,15 +258,33 @@ std::vector<unsigned int> threadIds(std::size_t count)
     return keys;
 }
 
-std::vector<unsigned int> randomKeys(std::size_t count)
+// Multiples of one odd number, which are all different: a hash that is the key itself spreads them evenly.
+std::vector<unsigned int> spreadKeys(std::size_t count)
 {
-    // An odd factor makes different keys of different numbers.
     std::vector<unsigned int> keys(count);
     for (std::size_t n = 0; n < count; ++n)
     {
         keys[n] = static_cast<unsigned int>(n) * 2654435761u;
     }
     std::shuffle(keys.begin(), keys.end(), std::mt19937(1));
+    return keys;
+}
+
+// Different keys without any order, which favour no hash.
+std::vector<unsigned int> randomKeys(std::size_t count)
+{
+    std::mt19937 random(3);
+    std::vector<unsigned int> keys;
+    while (keys.size() < count)
+    {
+        while (keys.size() < count)
+        {
+            keys.push_back(static_cast<unsigned int>(random()));
+        }
+        std::sort(keys.begin(), keys.end());
+        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    }
+    std::shuffle(keys.begin(), keys.end(), random);
     return keys;
 }
 
@@ -368,8 +386,10 @@ void registerMaps(std::string const& library)
 {
     registerMap<TMap>(library, "16 thread ids", threadIds(16));
     registerMap<TMap>(library, "128 thread ids", threadIds(128));
-    registerMap<TMap>(library, "4096 keys", randomKeys(4096));
-    registerMap<TMap>(library, "65536 keys", randomKeys(65'536));
+    registerMap<TMap>(library, "4096 keys", spreadKeys(4096));
+    registerMap<TMap>(library, "65536 keys", spreadKeys(65'536));
+    registerMap<TMap>(library, "4096 random keys", randomKeys(4096));
+    registerMap<TMap>(library, "65536 random keys", randomKeys(65'536));
 }
 } // namespace
 

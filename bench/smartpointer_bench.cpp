@@ -1,5 +1,6 @@
 // Owners of a shared object: one taken and released, alone and by two threads, and one handed on.
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -49,6 +50,47 @@ struct SBoost
     static Pointer make()
     {
         return Pointer(new CIntrusive);
+    }
+};
+
+// Answers its counter by a virtual call, as our objects do.
+class alignas(128) CIntrusiveVirtual
+{
+public:
+    virtual ~CIntrusiveVirtual() = default;
+
+    long long value = 1;
+
+protected:
+    virtual std::atomic<unsigned int>& getCounter() const
+    {
+        return m_counter;
+    }
+
+private:
+    friend void intrusive_ptr_add_ref(CIntrusiveVirtual const* object)
+    {
+        object->getCounter().fetch_add(1, std::memory_order_relaxed);
+    }
+
+    friend void intrusive_ptr_release(CIntrusiveVirtual const* object)
+    {
+        if (object->getCounter().fetch_sub(1, std::memory_order_acq_rel) == 1)
+        {
+            delete object;
+        }
+    }
+
+    mutable std::atomic<unsigned int> m_counter = 0;
+};
+
+struct SBoostVirtual
+{
+    using Pointer = boost::intrusive_ptr<CIntrusiveVirtual>;
+
+    static Pointer make()
+    {
+        return Pointer(new CIntrusiveVirtual);
     }
 };
 #endif
@@ -141,6 +183,7 @@ void registerRows()
     registerKind<SOrvane>("orvane");
 #ifdef ORVANE_BENCH_BOOST
     registerKind<SBoost>("boost");
+    registerKind<SBoostVirtual>("boost, virtual counter");
 #endif
     registerKind<SStd>("std");
 }

@@ -101,6 +101,11 @@ public:
         }
     }
 
+    C getBaseBlockSize() const noexcept
+    {
+        return m_baseBlockSize;
+    }
+
     /// A block that had to be split for its bytes counts once.
     C getBlockCount() const noexcept
     {

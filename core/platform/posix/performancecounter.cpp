@@ -5,32 +5,20 @@
 
 namespace
 {
-// As on Windows. A finer one would leave a stopwatch in nanoseconds less time before its arithmetic wraps.
-constexpr LONGLONG c_CountsPerSecond = 10'000'000;
-constexpr LONGLONG c_NanosecondsPerCount = 1'000'000'000 / c_CountsPerSecond;
-
 constinit std::atomic<bool> s_isPresent = true;
 } // namespace
 
-BOOL QueryPerformanceCounter(LARGE_INTEGER* count) noexcept
+BOOL PlatformDetail::refuseNoCount() noexcept
 {
-    if (count == nullptr)
-    {
-        SetLastError(ERROR_NOACCESS);
-        return FALSE;
-    }
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    count->QuadPart = time.tv_sec * c_CountsPerSecond + time.tv_nsec / c_NanosecondsPerCount;
-    return TRUE;
+    SetLastError(ERROR_NOACCESS);
+    return FALSE;
 }
 
 BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) noexcept
 {
     if (frequency == nullptr)
     {
-        SetLastError(ERROR_NOACCESS);
-        return FALSE;
+        return PlatformDetail::refuseNoCount();
     }
     if (!s_isPresent)
     {
@@ -38,7 +26,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) noexcept
         SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
         return FALSE;
     }
-    frequency->QuadPart = c_CountsPerSecond;
+    frequency->QuadPart = PlatformDetail::c_CountsPerSecond;
     return TRUE;
 }
 

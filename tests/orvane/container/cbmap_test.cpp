@@ -347,7 +347,7 @@ TEST(CbMapDestruction, DestroysAllValues)
 
 // ---- growth and memory
 
-TEST(CbMapGrowth, DoublesTheBucketsWhenThereAreMoreEntries)
+TEST(CbMapGrowth, KeepsTheBucketsOfTheConstructionUntilThereAreMoreEntries)
 {
     Map map(16);
     for (unsigned int key = 0; key < 16; ++key)
@@ -358,8 +358,48 @@ TEST(CbMapGrowth, DoublesTheBucketsWhenThereAreMoreEntries)
 
     map.Insert(16, CCounted(16));
 
-    EXPECT_EQ(map.GetBucketCount(), 32);
+    EXPECT_EQ(map.GetBucketCount(), 128);
     EXPECT_EQ(contentOf(map).size(), 17);
+}
+
+TEST(CbMapGrowth, LeavesFourBucketsForEachEntryFromThenOn)
+{
+    for (unsigned int const size : {1u, 3u, 16u, 100u, 128u})
+    {
+        Map map(size);
+        unsigned int const initial = map.GetBucketCount();
+        for (unsigned int count = 1; count <= 3000; ++count)
+        {
+            unsigned int const before = map.GetBucketCount();
+            map.Insert(count, CCounted(1));
+            unsigned int const buckets = map.GetBucketCount();
+            if (count <= initial)
+            {
+                ASSERT_EQ(buckets, initial) << count << " entries of size " << size;
+                continue;
+            }
+            ASSERT_GE(buckets, 4 * count) << "size " << size;
+            ASSERT_EQ(buckets & (buckets - 1), 0u);
+            // Grown only where it had to, and by no more than once.
+            ASSERT_TRUE(buckets == before || buckets <= 8 * count) << count << " entries of size " << size;
+            ASSERT_EQ(buckets != before, count == initial + 1 || 4 * count > before);
+        }
+    }
+}
+
+TEST(CbMapGrowth, PutsKeysWithAnyByteInAnyPlaceIntoTheBucketOfTheirHash)
+{
+    Map map(16);
+    for (unsigned int byte = 1; byte < 256; ++byte)
+    {
+        for (unsigned int const factor : {0x1u, 0x100u, 0x10000u, 0x1000000u, 0x1010101u})
+        {
+            map.Insert(byte * factor, CCounted(1));
+        }
+    }
+
+    EXPECT_EQ(map.GetBucketCount(), 8192);
+    EXPECT_EQ(contentOf(map).size(), 5 * 255); // which compares each bucket with the hash
 }
 
 TEST(CbMapGrowth, LeavesTheEntriesWhereTheyAre)

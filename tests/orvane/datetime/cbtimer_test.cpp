@@ -189,6 +189,23 @@ TEST(CbTimerGetElapsedTime, MultipliesBeforeItDivides)
     EXPECT_EQ(stoppedAt(CbTimer::eMilliseconds, frequency() * 3'600).GetElapsedTime(), 3'600'000u);
 }
 
+TEST(CbTimerGetElapsedTime, IsTheProductDividedByTheFrequencyForAnyUnitAndAnyCounts)
+{
+    for (unsigned int const unit : {0u, 1u, 60u, 999u, 1'000u, 1'001u, 1'000'000u, 10'000'000u, 1'000'000'000u, ~0u})
+    {
+        for (int shift = 0; shift < 64; ++shift)
+        {
+            unsigned __int64 const power = 1ull << shift;
+            for (unsigned __int64 const counts : {power - 1, power, power + 1, power / 3 * 2, ~power})
+            {
+                ASSERT_EQ(stoppedAt(static_cast<EResolution>(unit), counts).GetElapsedTime(),
+                          unit * counts / frequency())
+                    << counts << " counts in " << unit << " units a second";
+            }
+        }
+    }
+}
+
 TEST(CbTimerGetElapsedTime, WrapsWhereTheProductPasses64Bits)
 {
     if (frequency() != 10'000'000)
