@@ -17,9 +17,6 @@ constexpr SSuffix c_Suffixes[] = {
     {CbTimer::eNanoseconds, L"ns"},
 };
 
-// Of nearly every system's high-resolution counter.
-constexpr unsigned __int64 c_UsualFrequency = 10'000'000;
-
 wchar_t const* suffixOf(CbTimer::EResolution resolution)
 {
     for (SSuffix const& suffix : c_Suffixes)
@@ -30,30 +27,6 @@ wchar_t const* suffixOf(CbTimer::EResolution resolution)
         }
     }
     return L"";
-}
-
-// `resolution` × `counts` / c_UsualFrequency, multiplied first.
-unsigned __int64 unitsOf(CbTimer::EResolution resolution, unsigned __int64 counts)
-{
-    // The next reading of the clock waits for the result of this one, so the way to it is as short as it can be. With
-    // counts of 32 bits, which take seven minutes, no product of a usual unit wraps: the unit can be taken out of both
-    // sides, and 32 bits are divided by a constant faster than 64.
-    if (counts <= 0xFFFFFFFF)
-    {
-        auto const few = static_cast<unsigned int>(counts);
-        switch (resolution)
-        {
-        case CbTimer::eSeconds:
-            return few / static_cast<unsigned int>(c_UsualFrequency);
-        case CbTimer::eMilliseconds:
-            return few / static_cast<unsigned int>(c_UsualFrequency / CbTimer::eMilliseconds);
-        case CbTimer::eMicroseconds:
-            return few / static_cast<unsigned int>(c_UsualFrequency / CbTimer::eMicroseconds);
-        case CbTimer::eNanoseconds:
-            return counts * (CbTimer::eNanoseconds / c_UsualFrequency);
-        }
-    }
-    return resolution * counts / c_UsualFrequency;
 }
 } // namespace
 
@@ -98,22 +71,8 @@ bool CbTimer::IsRunning() const
     return m_isRunning;
 }
 
-unsigned __int64 CbTimer::GetElapsedTime() const
+unsigned __int64 CbTimer::getElapsedTimeByCounter() const
 {
-    if (m_counter->QueryPerformanceFrequency() == static_cast<__int64>(c_UsualFrequency)) [[likely]]
-    {
-        // What the counter would call: its other choice has another frequency.
-        unsigned __int64 counts = m_accumulated;
-        if (m_isRunning)
-        {
-            // What is known is added up before the clock is read.
-            counts -= m_start;
-            LARGE_INTEGER count;
-            ::QueryPerformanceCounter(&count);
-            counts += static_cast<unsigned __int64>(count.QuadPart);
-        }
-        return unitsOf(m_resolution, counts);
-    }
     unsigned __int64 const counts = (m_isRunning ? now() - m_start : 0) + m_accumulated;
     return m_resolution * counts / static_cast<unsigned __int64>(m_counter->QueryPerformanceFrequency());
 }
