@@ -6,14 +6,6 @@
 #include "platform/platform.h"
 #include "gtest/gtest.h"
 
-// The C library loses its copy of LOCPATH in each newlocale call; these tests set the variable.
-extern "C" [[gnu::visibility("default")]] char const* __lsan_default_suppressions();
-
-extern "C" char const* __lsan_default_suppressions()
-{
-    return "leak:argz_add_sep\n";
-}
-
 TEST(CreateLocaleOnLinux, SaysWhyInErrno)
 {
     errno = 0;
