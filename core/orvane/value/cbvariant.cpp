@@ -75,7 +75,7 @@ CbVariant& CbVariant::assignText(EVariantType type, TText* UCell::*place, TValue
         *(m_cell.*place) = value;
         return *this;
     }
-    return hold(new TText(value));
+    return hold(makeText<TText>(value));
 }
 
 CbVariant& CbVariant::operator=(char const* value)
@@ -194,10 +194,10 @@ void CbVariant::free() noexcept
     switch (type)
     {
     case eStringA:
-        delete cell.textA;
+        freeText(cell.textA);
         return;
     case eStringW:
-        delete cell.textW;
+        freeText(cell.textW);
         return;
     case eByteArray:
         delete cell.bytes;
@@ -517,11 +517,11 @@ void CbVariant::Serialize(CbStreamReadBinary& stream)
         *this = readNumber<unsigned __int64>(stream);
         return;
     case eStringW:
-        hold(new CStringW());
+        hold(makeText<CStringW>());
         stream >> *m_cell.textW;
         return;
     case eStringA:
-        hold(new CStringA());
+        hold(makeText<CStringA>());
         stream >> *m_cell.textA;
         return;
     case eByteArray:
