@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "mfc/cstringt.h"
+#include "platform/platform.h"
 
 namespace detail
 {
