@@ -149,6 +149,19 @@ CbVariant& CbVariant::operator=(IObject const& value)
     return *this;
 }
 
+// Narrow text is carried most: here and at the end nothing stands between it and the heap.
+void CbVariant::constructFrom(CbVariant const& other)
+{
+    if (other.m_type == eStringA)
+    {
+        m_cell.textA = makeText<CStringA>(*other.m_cell.textA);
+        return;
+    }
+    m_type = eNull;
+    m_cell.bits = 0;
+    copyFrom(other);
+}
+
 void CbVariant::copyFrom(CbVariant const& other)
 {
     switch (other.m_type)
@@ -211,6 +224,16 @@ void CbVariant::free() noexcept
     default:
         return;
     }
+}
+
+void CbVariant::end() noexcept
+{
+    if (m_type == eStringA)
+    {
+        freeText(m_cell.textA);
+        return;
+    }
+    free();
 }
 
 // The new value may come from the old one's inside, so it is complete by now; the old one goes last.

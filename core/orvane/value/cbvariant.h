@@ -138,21 +138,12 @@ public:
         m_cell.bits = 0;
     }
 
-    // Narrow text, which is carried most, is copied, assigned and freed in place: the calls would cost a part of it.
-
     /// A deep copy. Raises: as the assignment.
     CbVariant(CbVariant const& other) : m_type(other.m_type), m_cell(other.m_cell)
     {
         if (!isPlain(m_type))
         {
-            if (m_type == eStringA)
-            {
-                m_cell.textA = makeText<CStringA>(*other.m_cell.textA);
-                return;
-            }
-            m_type = eNull;
-            m_cell.bits = 0;
-            copyFrom(other);
+            constructFrom(other);
         }
     }
 
@@ -302,12 +293,7 @@ public:
     {
         if (!isPlain(m_type))
         {
-            if (m_type == eStringA)
-            {
-                freeText(m_cell.textA);
-                return;
-            }
-            free();
+            end();
         }
     }
 
@@ -864,6 +850,9 @@ private:
     // Empties the variant and frees what it owned.
     void free() noexcept;
 
+    // The same at the end of the variant's life.
+    void end() noexcept;
+
     // The whole cell at once: copies read it as a whole.
     CbVariant& store(EVariantType type, unsigned __int64 bits) noexcept
     {
@@ -894,6 +883,8 @@ private:
     template <class TBefore>
     bool isInOrder(CbVariant const& right, char const* function, TBefore before) const;
 
+    // For a variant that is being made and owns nothing, whatever its kind says.
+    void constructFrom(CbVariant const& other);
     void copyFrom(CbVariant const& other);
     bool equals(char const* text) const;
     bool equals(wchar_t const* text) const;
