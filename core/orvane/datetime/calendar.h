@@ -25,7 +25,7 @@ constexpr unsigned int GetDaysInMonth(unsigned int year, unsigned int month)
 constexpr bool IsDate(SYSTEMTIME const& fields)
 {
     return fields.wYear >= 1601 && fields.wYear <= 30827 && fields.wMonth >= 1 && fields.wMonth <= 12 &&
-           fields.wDay >= 1 && fields.wDay <= GetDaysInMonth(fields.wYear, fields.wMonth);
+           fields.wDay >= 1 && (fields.wDay <= 28 || fields.wDay <= GetDaysInMonth(fields.wYear, fields.wMonth));
 }
 
 constexpr bool IsTimeOfDay(SYSTEMTIME const& fields)

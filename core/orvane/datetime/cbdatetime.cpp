@@ -1,14 +1,12 @@
 #include "orvane/datetime/cbdatetime.h"
 
-#include <cstring>
-#include <string>
-
 #include "orvane/datetime/calendar.h"
 #include "orvane/datetime/datetimetext.h"
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
 #include "orvane/stream/cbstreamreadbinary.h"
 #include "orvane/stream/cbstreamwritebinary.h"
+#include "orvane/text/textbuffer.h"
 
 namespace
 {
@@ -143,64 +141,8 @@ CStringW weekdayStart(SYSTEMTIME const& fields)
 
 // ---- rendering
 
-// Text that grows at its end; most texts never leave the array.
-class CTextBuffer
-{
-public:
-    void Add(char character)
-    {
-        if (m_length == sizeof m_buffer)
-        {
-            flush();
-        }
-        m_buffer[m_length++] = character;
-    }
-
-    void Add(char const* text)
-    {
-        for (; *text != '\0'; ++text)
-        {
-            Add(*text);
-        }
-    }
-
-    // At least `digits` digits.
-    void AddNumber(unsigned int number, unsigned int digits)
-    {
-        constexpr unsigned int c_Most = 5; // digits of 16 bits
-        char text[c_Most];
-        unsigned int count = 0;
-        for (; number != 0 || count < digits; number /= 10)
-        {
-            text[count++] = static_cast<char>('0' + number % 10);
-        }
-        while (count != 0)
-        {
-            Add(text[--count]);
-        }
-    }
-
-    CStringA Take()
-    {
-        if (m_spilled.empty())
-        {
-            return CStringA(m_buffer, static_cast<int>(m_length));
-        }
-        flush();
-        return CStringA(std::move(m_spilled));
-    }
-
-private:
-    void flush()
-    {
-        m_spilled.append(m_buffer, m_length);
-        m_length = 0;
-    }
-
-    char m_buffer[128];
-    std::size_t m_length = 0;
-    std::string m_spilled;
-};
+// Most texts never leave it.
+using CTextBuffer = detail::CTextBuffer<128>;
 
 // Renders one token; false for a character that is none.
 bool renderNumber(CTextBuffer& text, char token, SYSTEMTIME const& fields)
@@ -257,16 +199,16 @@ bool renderWord(CTextBuffer& text, char token, SYSTEMTIME const& fields)
     switch (token)
     {
     case 'D':
-        text.Add(CStringA(weekdayStart(fields)));
+        text.Add(CStringA(weekdayStart(fields)).GetString());
         return true;
     case 'l':
-        text.Add(CStringA(nameText(fields, L"dddd")));
+        text.Add(CStringA(nameText(fields, L"dddd")).GetString());
         return true;
     case 'F':
-        text.Add(CStringA(nameText(fields, L"MMMM")));
+        text.Add(CStringA(nameText(fields, L"MMMM")).GetString());
         return true;
     case 'M':
-        text.Add(CStringA(nameText(fields, L"MMM")));
+        text.Add(CStringA(nameText(fields, L"MMM")).GetString());
         return true;
     case 'a':
         text.Add(fields.wHour <= 12 ? "am" : "pm");

@@ -16,7 +16,7 @@ namespace Debugging
 /// A function that calls itself directly ends the stack: repeated frames are taken for one that never ends.
 /// Raises: std::bad_alloc for the text; what goes wrong in the walk leaves lines out or the text empty.
 /// Threads: any, one at a time; the others wait.
-/// Cost: the first call loads the support library and debug data, later ones a microsecond or two a frame on Linux (docs/benchmarks.md).
+/// Cost: the first call loads the support library and debug data, later ones about half a microsecond a frame on Linux (docs/benchmarks.md).
 ORVANE_API void GetCallStack(CStringW& text, unsigned int skip);
 } // namespace Debugging
 

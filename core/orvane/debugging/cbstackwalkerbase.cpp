@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "orvane/debugging/callstack.h"
 #include "orvane/debugging/supportlibrary.h"
 #include "orvane/sync/cbcriticalsection.h"
+#include "orvane/text/textbuffer.h"
 
 using namespace DebugHelp;
 
@@ -53,6 +55,17 @@ void clearEntry(CbStackWalkerBase::SFrameEntry& entry)
     entry.symbolType = nullptr;
 }
 
+void clearModule(SModule& module)
+{
+    module.size = sizeof module;
+    module.base = 0;
+    module.symbolType = 0;
+    for (char* const text : {module.moduleName, module.imageName, module.loadedImageName})
+    {
+        *text = '\0';
+    }
+}
+
 char const* orEmpty(char const* text)
 {
     return text != nullptr ? text : "";
@@ -63,20 +76,58 @@ void const* pointerOf(unsigned __int64 address)
     return reinterpret_cast<void const*>(static_cast<ULONG_PTR>(address));
 }
 
-// By the thread's code page. What it has no characters for is left out.
-CStringW toWide(CStringA const& text)
+// Text as wide text, by the thread's code page. What that has no characters for is left out.
+class CWideText
 {
-    if (text.IsEmpty())
+public:
+    explicit CWideText(std::string_view text)
     {
-        return CStringW();
+        int const length = static_cast<int>(text.size());
+        m_short[0] = L'\0';
+        if (length == 0)
+        {
+            return;
+        }
+        // A byte gives one character at most. Should a code page see that otherwise, the room is asked for.
+        if (text.size() < std::size(m_short))
+        {
+            int const written = MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), length, m_short, c_Room - 1);
+            m_short[written] = L'\0';
+            if (written != 0)
+            {
+                return;
+            }
+        }
+        int const needed = MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), length, nullptr, 0);
+        int const written =
+            MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), length, m_long.GetBufferSetLength(needed), needed);
+        m_long.Truncate(written);
+        m_text = m_long;
     }
-    int const length = MultiByteToWideChar(CP_THREAD_ACP, 0, text, text.GetLength(), nullptr, 0);
-    CStringW wide;
-    int const written =
-        MultiByteToWideChar(CP_THREAD_ACP, 0, text, text.GetLength(), wide.GetBufferSetLength(length), length);
-    wide.Truncate(written);
-    return wide;
+
+    CWideText(CWideText const&) = delete;
+    CWideText& operator=(CWideText const&) = delete;
+
+    operator wchar_t const*() const
+    {
+        return m_text;
+    }
+
+private:
+    static constexpr int c_Room = 512;
+
+    wchar_t m_short[c_Room];
+    CStringW m_long;
+    wchar_t const* m_text = m_short;
+};
+
+CWideText toWide(CStringA const& text)
+{
+    return CWideText(std::string_view(text, static_cast<std::size_t>(text.GetLength())));
 }
+
+// Frames and errors, one at a time; most never leave it.
+using CLine = detail::CTextBuffer<512>;
 
 // A loaded library for a scope.
 class CScopedLibrary
@@ -612,8 +663,7 @@ void CWalkerState::resolve(CbStackWalkerBase& walker, SBuffers& buffers, DWORD64
     }
 
     SModule& module = buffers.module;
-    module = {};
-    module.size = sizeof module;
+    clearModule(module);
     if (m_library.getModule(m_process, pc, &module))
     {
         entry.symbolType = symbolTypeText(module.symbolType);
@@ -666,7 +716,8 @@ bool CbStackWalkerBase::WalkStack(HANDLE thread, CONTEXT const* context, FnReadM
     {
         return false;
     }
-    auto const buffers = std::make_unique<detail::CWalkerState::SBuffers>();
+    // Large, and cleared where it is used.
+    auto const buffers = std::make_unique_for_overwrite<detail::CWalkerState::SBuffers>();
     bool const isOwn = thread == nullptr || GetThreadId(thread) == GetCurrentThreadId();
     bool const isStopping = !isOwn && context == nullptr;
     alignas(16) CONTEXT registers;
@@ -749,25 +800,35 @@ void CbStackWalkerBase::onFrame(EEntryKind kind, SFrameEntry const& entry)
             break;
         }
     }
-    CStringA text;
+    CLine text;
     if (*entry.fileName != '\0')
     {
-        text.Format("%s (%d): %s", entry.fileName, static_cast<int>(entry.line), name);
+        text.Add(entry.fileName);
+        text.Add(" (");
+        text.AddInt(static_cast<int>(entry.line));
+        text.Add("): ");
     }
     else
     {
-        text.Format("%p (%s): %s: %s", pointerOf(entry.address),
-                    *entry.moduleName != '\0' ? entry.moduleName : "(module-name not available)",
-                    "(filename not available)", name);
+        text.AddAddress(entry.address);
+        text.Add(" (");
+        text.Add(*entry.moduleName != '\0' ? entry.moduleName : "(module-name not available)");
+        text.Add("): (filename not available): ");
     }
-    onOutputFrame(toWide(text));
+    text.Add(name);
+    onOutputFrame(CWideText(text.GetText()));
 }
 
 void CbStackWalkerBase::onSupportError(char const* text, DWORD error, unsigned __int64 address)
 {
-    CStringA line;
-    line.Format("%s, GetLastError: %d (Address: %p)", orEmpty(text), static_cast<int>(error), pointerOf(address));
-    onOutputError(toWide(line));
+    CLine line;
+    line.Add(orEmpty(text));
+    line.Add(", GetLastError: ");
+    line.AddInt(static_cast<int>(error));
+    line.Add(" (Address: ");
+    line.AddAddress(address);
+    line.Add(')');
+    onOutputError(CWideText(line.GetText()));
 }
 
 void CbStackWalkerBase::onOutputSetup(wchar_t const*)

@@ -13,15 +13,19 @@ CyStackWalkerOutput::~CyStackWalkerOutput() = default;
 void CyStackWalkerOutput::Restart(unsigned int skip)
 {
     m_count = -static_cast<__int64>(skip);
-    m_lines.clear();
+    m_text.clear();
+    m_ends.clear();
 }
 
 void CyStackWalkerOutput::TakeLines(CStringW& text)
 {
-    for (; !m_lines.empty(); m_lines.pop_front())
+    text.Preallocate(text.GetLength() + static_cast<int>(m_text.size()));
+    while (!m_ends.empty())
     {
-        text += m_lines.front();
-        text += L'\n';
+        std::size_t const end = m_ends.back();
+        std::size_t const start = m_ends.size() > 1 ? m_ends[m_ends.size() - 2] : 0;
+        text.Append(m_text.data() + start, static_cast<int>(end - start));
+        m_ends.pop_back();
     }
 }
 
@@ -30,6 +34,10 @@ void CyStackWalkerOutput::onOutputFrame(wchar_t const* text)
     ++m_count;
     if (m_count > 0)
     {
-        m_lines.emplace_front(text);
+        // A line that memory ended in is not kept.
+        m_text.resize(m_ends.empty() ? 0 : m_ends.back());
+        m_text += text != nullptr ? text : L"";
+        m_text += L'\n';
+        m_ends.push_back(m_text.size());
     }
 }

@@ -3,7 +3,9 @@
 #ifndef ORVANE_DEBUGGING_CYSTACKWALKEROUTPUT_H
 #define ORVANE_DEBUGGING_CYSTACKWALKEROUTPUT_H
 
-#include <forward_list>
+#include <cstddef>
+#include <string>
+#include <vector>
 
 #include "mfc/cstringt.h"
 #include "orvane/debugging/cbstackwalkerbase.h"
@@ -27,7 +29,9 @@ protected:
 
 private:
     __int64 m_count = 0; // below 1: lines are dropped
-    std::forward_list<CStringW> m_lines;
+    // The lines as they were delivered, with their "\n", and where each ends. The memory is kept for the next walk.
+    std::wstring m_text;
+    std::vector<std::size_t> m_ends;
 };
 
 #endif // ORVANE_DEBUGGING_CYSTACKWALKEROUTPUT_H

@@ -75,7 +75,7 @@ CbVariant& CbVariant::assignText(EVariantType type, TText* UCell::*place, TValue
         *(m_cell.*place) = value;
         return *this;
     }
-    return hold(new TText(value));
+    return hold(makeText<TText>(value));
 }
 
 CbVariant& CbVariant::operator=(char const* value)
@@ -149,6 +149,19 @@ CbVariant& CbVariant::operator=(IObject const& value)
     return *this;
 }
 
+// Narrow text is carried most: here and at the end nothing stands between it and the heap.
+void CbVariant::constructFrom(CbVariant const& other)
+{
+    if (other.m_type == eStringA)
+    {
+        m_cell.textA = makeText<CStringA>(*other.m_cell.textA);
+        return;
+    }
+    m_type = eNull;
+    m_cell.bits = 0;
+    copyFrom(other);
+}
+
 void CbVariant::copyFrom(CbVariant const& other)
 {
     switch (other.m_type)
@@ -194,10 +207,10 @@ void CbVariant::free() noexcept
     switch (type)
     {
     case eStringA:
-        delete cell.textA;
+        freeText(cell.textA);
         return;
     case eStringW:
-        delete cell.textW;
+        freeText(cell.textW);
         return;
     case eByteArray:
         delete cell.bytes;
@@ -211,6 +224,16 @@ void CbVariant::free() noexcept
     default:
         return;
     }
+}
+
+void CbVariant::end() noexcept
+{
+    if (m_type == eStringA)
+    {
+        freeText(m_cell.textA);
+        return;
+    }
+    free();
 }
 
 // The new value may come from the old one's inside, so it is complete by now; the old one goes last.
@@ -517,11 +540,11 @@ void CbVariant::Serialize(CbStreamReadBinary& stream)
         *this = readNumber<unsigned __int64>(stream);
         return;
     case eStringW:
-        hold(new CStringW());
+        hold(makeText<CStringW>());
         stream >> *m_cell.textW;
         return;
     case eStringA:
-        hold(new CStringA());
+        hold(makeText<CStringA>());
         stream >> *m_cell.textA;
         return;
     case eByteArray:

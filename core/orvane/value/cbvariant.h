@@ -6,7 +6,10 @@
 #include <bit>
 #include <concepts>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
+#include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -140,9 +143,7 @@ public:
     {
         if (!isPlain(m_type))
         {
-            m_type = eNull;
-            m_cell.bits = 0;
-            copyFrom(other);
+            constructFrom(other);
         }
     }
 
@@ -292,7 +293,7 @@ public:
     {
         if (!isPlain(m_type))
         {
-            free();
+            end();
         }
     }
 
@@ -341,6 +342,14 @@ public:
         {
             m_type = other.m_type;
             m_cell = other.m_cell;
+        }
+        else if (m_type == eStringA && other.m_type == eStringA)
+        {
+            *m_cell.textA = *other.m_cell.textA;
+        }
+        else if (m_type == eStringW && other.m_type == eStringW)
+        {
+            *m_cell.textW = *other.m_cell.textW;
         }
         else if (this != &other)
         {
@@ -807,8 +816,42 @@ private:
 
     [[noreturn]] static void refuse(unsigned int line, char const* function);
 
+    // A text object's block comes from the C heap itself: the standard operators in between would take a tenth of the
+    // time of a copy.
+    template <class TText, class... TArguments>
+    static TText* makeText(TArguments&&... arguments)
+    {
+        void* const block = std::malloc(sizeof(TText));
+        if (block == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+        try
+        {
+            return ::new (block) TText(std::forward<TArguments>(arguments)...);
+        }
+        catch (...)
+        {
+            std::free(block);
+            throw;
+        }
+    }
+
+    template <class TText>
+    static void freeText(TText* text) noexcept
+    {
+        if (text != nullptr)
+        {
+            std::destroy_at(text);
+            std::free(text);
+        }
+    }
+
     // Empties the variant and frees what it owned.
     void free() noexcept;
+
+    // The same at the end of the variant's life.
+    void end() noexcept;
 
     // The whole cell at once: copies read it as a whole.
     CbVariant& store(EVariantType type, unsigned __int64 bits) noexcept
@@ -840,6 +883,8 @@ private:
     template <class TBefore>
     bool isInOrder(CbVariant const& right, char const* function, TBefore before) const;
 
+    // For a variant that is being made and owns nothing, whatever its kind says.
+    void constructFrom(CbVariant const& other);
     void copyFrom(CbVariant const& other);
     bool equals(char const* text) const;
     bool equals(wchar_t const* text) const;

@@ -400,7 +400,7 @@ private:
     template <class TText>
     void keep(TText text)
     {
-        m_variant.hold(new TText(std::move(text)));
+        m_variant.hold(makeText<TText>(std::move(text)));
     }
 
     CbVariant& m_variant;

@@ -2,10 +2,10 @@
 #include <new>
 #include <string>
 
-#include "civil.h"
 #include "datepictures.h"
 #include "fail.h"
 #include "platform/platform.h"
+#include "platform_target/civil.h"
 
 using posix::fail;
 

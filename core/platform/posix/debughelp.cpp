@@ -38,27 +38,36 @@ struct SLoadedModule
     std::string name;
 };
 
-// What an address stands for; the texts are the reader's, which keeps them for good.
-struct SResolved
+// What an address stands for. The reader keeps its texts for good.
+struct SPlace
 {
     char const* name = nullptr; // of the symbol; null: none
     std::uintptr_t start = 0;
     std::uintptr_t size = 0;
     char const* file = nullptr; // null: none
     int line = 0;
+    std::string completeName; // of the symbol, undecorated; in it the name without result and parameters
+    std::size_t nameStart = 0;
+    std::size_t nameLength = 0;
+    // The first module that holds the address, and when that was found.
+    std::size_t module = 0;
+    unsigned int modulesVersion = 0; // 0: never
 };
+
+constexpr std::size_t c_MostKept = 4096; // places; all are forgotten then
 
 struct STable
 {
     FutexMutex lock;
     std::vector<SLoadedModule> modules;
+    unsigned int modulesVersion = 1; // a number for each state of the modules
     std::string searchPath;
     // What has been looked up before: programs ask for the same places again and again.
-    std::unordered_map<std::uintptr_t, SResolved> places;
-    std::unordered_map<std::string, std::string> completeNames;
+    std::unordered_map<std::uintptr_t, SPlace> places;
+    // The place that was asked for last: a frame is asked for several times in a row.
+    std::uintptr_t lastAddress = 0;
+    SPlace* last = nullptr;
 };
-
-constexpr std::size_t c_MostKept = 4096; // of either; all are forgotten then
 
 // Never destroyed: walks go on in static destructors.
 STable& table()
@@ -90,15 +99,62 @@ public:
         return &m_table;
     }
 
-    SLoadedModule const* find(DWORD64 address) const
+    // Null where it has not been looked up.
+    SPlace* findPlace(std::uintptr_t address) const
+    {
+        if (m_table.last == nullptr || m_table.lastAddress != address)
+        {
+            auto const known = m_table.places.find(address);
+            if (known == m_table.places.end())
+            {
+                return nullptr;
+            }
+            m_table.last = &known->second;
+            m_table.lastAddress = address;
+        }
+        return m_table.last;
+    }
+
+    SPlace* keepPlace(std::uintptr_t address, SPlace const& place) const
+    {
+        if (m_table.places.size() >= c_MostKept)
+        {
+            m_table.last = nullptr;
+            m_table.places.clear();
+        }
+        return &m_table.places.emplace(address, place).first->second;
+    }
+
+    SLoadedModule const* findModule(DWORD64 address) const
+    {
+        SPlace* const place = findPlace(address);
+        if (place == nullptr)
+        {
+            return moduleAt(searchModules(address));
+        }
+        if (place->modulesVersion != m_table.modulesVersion)
+        {
+            place->module = searchModules(address);
+            place->modulesVersion = m_table.modulesVersion;
+        }
+        return moduleAt(place->module);
+    }
+
+private:
+    std::size_t searchModules(DWORD64 address) const
     {
         auto const holds = [address](SLoadedModule const& module)
         { return address >= module.base && address - module.base < module.size; };
         auto const found = std::find_if(m_table.modules.begin(), m_table.modules.end(), holds);
-        return found != m_table.modules.end() ? &*found : nullptr;
+        return static_cast<std::size_t>(found - m_table.modules.begin());
     }
 
-private:
+    // Null behind the last.
+    SLoadedModule const* moduleAt(std::size_t index) const
+    {
+        return index < m_table.modules.size() ? &m_table.modules[index] : nullptr;
+    }
+
     NoSuspend const m_noSuspend;
     STable& m_table;
 };
@@ -123,15 +179,15 @@ void copyText(std::string_view text, char* target, std::size_t room) noexcept
 
 void onSymbol(void* data, std::uintptr_t, char const* name, std::uintptr_t start, std::uintptr_t size)
 {
-    auto& found = *static_cast<SResolved*>(data);
+    auto& found = *static_cast<SPlace*>(data);
     found.name = name;
     found.start = start;
     found.size = size;
 }
 
-SResolved findSymbol(std::uintptr_t address) noexcept
+SPlace findSymbol(std::uintptr_t address) noexcept
 {
-    SResolved found;
+    SPlace found;
     if (backtrace_state* const state = reader(); state != nullptr)
     {
         backtrace_syminfo(state, address, onSymbol, ignoreError, &found);
@@ -142,7 +198,7 @@ SResolved findSymbol(std::uintptr_t address) noexcept
 // Called for the innermost inlined function first: it is where the code stands.
 int onLine(void* data, std::uintptr_t, char const* file, int line, char const*)
 {
-    auto& found = *static_cast<SResolved*>(data);
+    auto& found = *static_cast<SPlace*>(data);
     found.file = file;
     found.line = line;
     return 1;
@@ -150,9 +206,9 @@ int onLine(void* data, std::uintptr_t, char const* file, int line, char const*)
 
 // A program counter is a return address as a rule, and may lie behind the last instruction of its function: the code in
 // front of it is meant, unless it is where a function starts.
-SResolved readPlace(std::uintptr_t address) noexcept
+SPlace readPlace(std::uintptr_t address) noexcept
 {
-    SResolved found = findSymbol(address);
+    SPlace found = findSymbol(address);
     bool const isStart = found.name != nullptr && found.start == address;
     std::uintptr_t const code = isStart ? address : address - 1;
     if (!isStart && (found.name == nullptr || address - found.start >= found.size))
@@ -164,77 +220,6 @@ SResolved readPlace(std::uintptr_t address) noexcept
         backtrace_pcinfo(state, code, onLine, ignoreError, &found);
     }
     return found;
-}
-
-SResolved findPlace(std::uintptr_t address) noexcept
-{
-    {
-        TableGuard const guard;
-        auto const known = guard->places.find(address);
-        if (known != guard->places.end())
-        {
-            return known->second;
-        }
-    }
-    SResolved const found = readPlace(address);
-    try
-    {
-        TableGuard const guard;
-        if (guard->places.size() >= c_MostKept)
-        {
-            guard->places.clear();
-        }
-        guard->places.emplace(address, found);
-    }
-    catch (std::bad_alloc const&)
-    {
-        // Looked up anew the next time.
-    }
-    return found;
-}
-
-BOOL getSymbol(HANDLE, DWORD64 address, DWORD64* displacement, SSymbol* symbol) noexcept
-{
-    if (symbol == nullptr || symbol->size < sizeof(SSymbol) || symbol->maxNameLength == 0)
-    {
-        return fail(ERROR_INVALID_PARAMETER);
-    }
-    SResolved const found = findPlace(address);
-    if (found.name == nullptr)
-    {
-        return fail(ERROR_MOD_NOT_FOUND);
-    }
-    symbol->address = found.start;
-    symbol->length = static_cast<DWORD>(found.size);
-    symbol->flags = 0;
-    copyText(found.name, symbol->name, symbol->maxNameLength);
-    if (displacement != nullptr)
-    {
-        *displacement = address - found.start;
-    }
-    return TRUE;
-}
-
-BOOL getLine(HANDLE, DWORD64 address, DWORD* displacement, SLine* line) noexcept
-{
-    if (line == nullptr || line->size < sizeof(SLine))
-    {
-        return fail(ERROR_INVALID_PARAMETER);
-    }
-    SResolved const found = findPlace(address);
-    if (found.file == nullptr)
-    {
-        return fail(ERROR_INVALID_ADDRESS);
-    }
-    line->key = nullptr;
-    line->number = static_cast<DWORD>(found.line);
-    line->fileName = const_cast<char*>(found.file);
-    line->address = address;
-    if (displacement != nullptr)
-    {
-        *displacement = 0;
-    }
-    return TRUE;
 }
 
 // ---- names
@@ -286,30 +271,109 @@ struct SFree
     }
 };
 
-// The complete name, or the given one where it is not a decorated one.
+// The undecorated name, or the given one where it is not a decorated one.
 std::string completeName(char const* name)
 {
-    {
-        TableGuard const guard;
-        auto const known = guard->completeNames.find(name);
-        if (known != guard->completeNames.end())
-        {
-            return known->second;
-        }
-    }
     // Other names would be read as those of types.
     bool const isDecorated = std::string_view(name).starts_with("_Z");
     int status = 0;
     std::unique_ptr<char, SFree> const complete(isDecorated ? abi::__cxa_demangle(name, nullptr, nullptr, &status)
                                                             : nullptr);
-    std::string text = complete ? complete.get() : name;
-    TableGuard const guard;
-    if (guard->completeNames.size() >= c_MostKept)
+    return complete ? complete.get() : name;
+}
+
+// ---- places
+
+SPlace lookUp(std::uintptr_t address)
+{
+    SPlace place = readPlace(address);
+    if (place.name != nullptr)
     {
-        guard->completeNames.clear();
+        place.completeName = completeName(place.name);
+        std::string_view const name = nameOnly(place.completeName);
+        place.nameStart = static_cast<std::size_t>(name.data() - place.completeName.data());
+        place.nameLength = name.size();
     }
-    guard->completeNames.emplace(name, text);
-    return text;
+    return place;
+}
+
+// Calls `use` with what is known of the address.
+template <class Use>
+BOOL withPlace(std::uintptr_t address, Use const& use) noexcept
+{
+    {
+        TableGuard const guard;
+        if (SPlace const* const known = guard.findPlace(address); known != nullptr)
+        {
+            return use(*known);
+        }
+    }
+    try
+    {
+        SPlace const place = lookUp(address);
+        TableGuard const guard;
+        return use(*guard.keepPlace(address, place));
+    }
+    catch (std::bad_alloc const&)
+    {
+        return use(readPlace(address)); // looked up anew the next time
+    }
+}
+
+BOOL getSymbol(HANDLE, DWORD64 address, DWORD64* displacement, SSymbol* symbol) noexcept
+{
+    if (symbol == nullptr || symbol->size < sizeof(SSymbol) || symbol->maxNameLength == 0)
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    return withPlace(address,
+                     [&](SPlace const& place)
+                     {
+                         if (place.name == nullptr)
+                         {
+                             return fail(ERROR_MOD_NOT_FOUND);
+                         }
+                         symbol->address = place.start;
+                         symbol->length = static_cast<DWORD>(place.size);
+                         symbol->flags = 0;
+                         copyText(place.name, symbol->name, symbol->maxNameLength);
+                         if (displacement != nullptr)
+                         {
+                             *displacement = address - place.start;
+                         }
+                         return BOOL(TRUE);
+                     });
+}
+
+BOOL getLine(HANDLE, DWORD64 address, DWORD* displacement, SLine* line) noexcept
+{
+    if (line == nullptr || line->size < sizeof(SLine))
+    {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
+    return withPlace(address,
+                     [&](SPlace const& place)
+                     {
+                         if (place.file == nullptr)
+                         {
+                             return fail(ERROR_INVALID_ADDRESS);
+                         }
+                         line->key = nullptr;
+                         line->number = static_cast<DWORD>(place.line);
+                         line->fileName = const_cast<char*>(place.file);
+                         line->address = address;
+                         if (displacement != nullptr)
+                         {
+                             *displacement = 0;
+                         }
+                         return BOOL(TRUE);
+                     });
+}
+
+DWORD giveName(std::string_view name, char* target, DWORD size) noexcept
+{
+    copyText(name, target, size);
+    return static_cast<DWORD>(std::min<std::size_t>(name.size(), size - 1));
 }
 
 DWORD undecorate(char const* name, char* target, DWORD size, DWORD flags) noexcept
@@ -319,13 +383,22 @@ DWORD undecorate(char const* name, char* target, DWORD size, DWORD flags) noexce
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
+    bool const isNameOnly = (flags & c_UndecorateNameOnly) != 0;
     try
     {
+        {
+            // As a rule it is the name of the symbol that was asked for just before.
+            TableGuard const guard;
+            SPlace const* const last = guard->last;
+            if (last != nullptr && !last->completeName.empty() && std::strcmp(last->name, name) == 0)
+            {
+                std::string_view const complete = last->completeName;
+                return giveName(isNameOnly ? complete.substr(last->nameStart, last->nameLength) : complete, target,
+                                size);
+            }
+        }
         std::string const complete = completeName(name);
-        bool const isNameOnly = (flags & c_UndecorateNameOnly) != 0;
-        std::string_view const text = isNameOnly ? nameOnly(complete) : std::string_view(complete);
-        copyText(text, target, size);
-        return static_cast<DWORD>(std::min<std::size_t>(text.size(), size - 1));
+        return giveName(isNameOnly ? nameOnly(complete) : complete, target, size);
     }
     catch (std::bad_alloc const&)
     {
@@ -372,6 +445,7 @@ DWORD64 loadModule(HANDLE, HANDLE, char const* image, char const* name, DWORD64 
     {
         SLoadedModule module{base, size, image, name != nullptr ? name : ""};
         TableGuard const guard;
+        ++guard->modulesVersion;
         std::erase_if(guard->modules, [base](SLoadedModule const& known) { return known.base == base; });
         guard->modules.push_back(std::move(module));
     }
@@ -386,7 +460,7 @@ DWORD64 loadModule(HANDLE, HANDLE, char const* image, char const* name, DWORD64 
 DWORD64 getModuleBase(HANDLE, DWORD64 address) noexcept
 {
     TableGuard const guard;
-    SLoadedModule const* const module = guard.find(address);
+    SLoadedModule const* const module = guard.findModule(address);
     if (module == nullptr)
     {
         SetLastError(ERROR_MOD_NOT_FOUND);
@@ -402,17 +476,22 @@ BOOL getModule(HANDLE, DWORD64 address, SModule* information) noexcept
         return fail(ERROR_INVALID_PARAMETER);
     }
     TableGuard const guard;
-    SLoadedModule const* const module = guard.find(address);
+    SLoadedModule const* const module = guard.findModule(address);
     if (module == nullptr)
     {
         return fail(ERROR_MOD_NOT_FOUND);
     }
-    DWORD const size = information->size;
-    *information = {};
-    information->size = size;
+    // Of the texts no more than their ends is cleared: they are most of it.
     information->base = module->base;
     information->imageSize = module->size;
+    information->timeDateStamp = 0;
+    information->checkSum = 0;
+    information->symbolCount = 0;
     information->symbolType = c_DeferredSymbols;
+    information->loadedPdbName[0] = '\0';
+    information->cvSignature = 0;
+    information->cvData[0] = '\0';
+    std::memset(&information->pdbSignature, 0, sizeof(SModule) - offsetof(SModule, pdbSignature));
     copyText(module->name, information->moduleName, std::size(information->moduleName));
     copyText(module->image, information->imageName, std::size(information->imageName));
     copyText(module->image, information->loadedImageName, std::size(information->loadedImageName));

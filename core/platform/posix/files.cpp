@@ -7,11 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "civil.h"
 #include "kernelobject.h"
 #include "nosuspend.h"
 #include "platform/platform.h"
 #include "platform/utf8.h"
+#include "platform_target/civil.h"
 
 using namespace posix;
 

@@ -28,10 +28,10 @@
 #include <ucontext.h>
 #include <unwind.h>
 
-#include "civil.h"
 #include "kernelobject.h"
 #include "nosuspend.h"
 #include "platform/debughelp.h"
+#include "platform_target/civil.h"
 #include "stackcapture.h"
 
 namespace posix

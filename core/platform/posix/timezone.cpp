@@ -10,9 +10,9 @@
 
 #include <sys/stat.h>
 
-#include "civil.h"
 #include "futex.h"
 #include "nosuspend.h"
+#include "platform_target/civil.h"
 
 namespace posix
 {

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "civil.h"
+#include "platform_target/civil.h"
 #include "timezone.h"
 
 namespace posix

@@ -711,6 +711,16 @@ TEST_F(StackWalker, PrefersTheFullestNameThatIsKnown)
     EXPECT_EQ(second.m_frames, (Texts{"file.cpp (12): symbol"}));
 }
 
+TEST_F(StackWalker, ShowsLongNamesWhole)
+{
+    s_support.frames = {{0x10, 0x20}, {0x20, 0x30}};
+    s_support.complete = std::string(2000, 'x');
+    CWalker walker;
+    walker.WalkStack();
+
+    EXPECT_EQ(walker.m_frames, (Texts(2, "file.cpp (12): " + s_support.complete)));
+}
+
 TEST_F(StackWalker, ReadsTheProcessUnlessTheCallerDoes)
 {
     s_support.readsMemory = true;

@@ -1,3 +1,4 @@
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -18,7 +19,94 @@ DWORD refusal(SYSTEMTIME const& time)
     SetLastError(0);
     return SystemTimeToFileTime(&time, &file) ? 0 : GetLastError();
 }
+
+constexpr unsigned __int64 c_TicksADay = 864'000'000'000;
+constexpr unsigned __int64 c_LastTick = 0x7FFFFFFFFFFFFFFF;
+
+SYSTEMTIME fieldsOf(unsigned __int64 ticks)
+{
+    FILETIME const file = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    SYSTEMTIME time = {};
+    FileTimeToSystemTime(&file, &time);
+    return time;
+}
+
+unsigned __int64 ticksOf(SYSTEMTIME const& time)
+{
+    FILETIME file = {};
+    SystemTimeToFileTime(&time, &file);
+    return static_cast<unsigned __int64>(file.dwHighDateTime) << 32 | file.dwLowDateTime;
+}
+
+bool areSame(SYSTEMTIME const& a, SYSTEMTIME const& b)
+{
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// The day after `date`, counted on the fingers.
+SYSTEMTIME nextDay(SYSTEMTIME date)
+{
+    static constexpr WORD s_days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    bool const isLeapYear = date.wYear % 400 == 0 || (date.wYear % 4 == 0 && date.wYear % 100 != 0);
+    WORD const days = date.wMonth == 2 && isLeapYear ? WORD(29) : s_days[date.wMonth - 1];
+    date.wDayOfWeek = static_cast<WORD>((date.wDayOfWeek + 1) % 7);
+    if (++date.wDay > days)
+    {
+        date.wDay = 1;
+        if (++date.wMonth > 12)
+        {
+            date.wMonth = 1;
+            ++date.wYear;
+        }
+    }
+    return date;
+}
 } // namespace
+
+TEST(FileTimeToSystemTimePosix, KnowsEveryDayThatThereIs)
+{
+    SYSTEMTIME date = {1601, 1, 1, 1, 0, 0, 0, 0};
+    for (unsigned __int64 ticks = 0; ticks <= c_LastTick; ticks += c_TicksADay)
+    {
+        ASSERT_TRUE(areSame(fieldsOf(ticks), date)) << date.wYear << '-' << date.wMonth << '-' << date.wDay;
+        if (date.wYear <= 30827)
+        {
+            ASSERT_EQ(ticksOf(date), ticks);
+        }
+        SYSTEMTIME end = date;
+        end.wHour = 23;
+        end.wMinute = 59;
+        end.wSecond = 59;
+        end.wMilliseconds = 999;
+        if (ticks + c_TicksADay <= c_LastTick)
+        {
+            ASSERT_TRUE(areSame(fieldsOf(ticks + c_TicksADay - 1), end)) << ticks;
+        }
+        date = nextDay(date);
+    }
+    EXPECT_EQ(date.wYear, 30828);
+}
+
+TEST(FileTimeToSystemTimePosix, CutsTicksToTheMillisecondBelow)
+{
+    constexpr unsigned __int64 c_LastDay = c_LastTick / c_TicksADay - 1;
+    constexpr unsigned int c_Step = 97; // milliseconds
+    for (unsigned __int64 const day : {0ull, 1ull, 154'000ull, c_LastDay})
+    {
+        for (unsigned int millisecond = 0; millisecond < 86'400'000; millisecond += c_Step)
+        {
+            SYSTEMTIME expected = fieldsOf(day * c_TicksADay);
+            expected.wHour = static_cast<WORD>(millisecond / 3'600'000);
+            expected.wMinute = static_cast<WORD>(millisecond / 60'000 % 60);
+            expected.wSecond = static_cast<WORD>(millisecond / 1000 % 60);
+            expected.wMilliseconds = static_cast<WORD>(millisecond % 1000);
+            unsigned __int64 const ticks = day * c_TicksADay + millisecond * 10'000ull;
+            ASSERT_TRUE(areSame(fieldsOf(ticks), expected)) << ticks;
+            ASSERT_TRUE(areSame(fieldsOf(ticks + 9'999), expected)) << ticks;
+        }
+    }
+    EXPECT_TRUE(areSame(fieldsOf(c_LastTick), {30828, 9, 4, 14, 2, 48, 5, 477}));
+}
 
 TEST(SystemTimeToFileTimePosix, RefusesDaysThatTheMonthDoesNotHave)
 {

@@ -10,6 +10,7 @@
 #include <cstddef>
 
 #include "platform/export.h"
+#include "platform_target/errors.h"
 #include "platform_target/kernel.h"
 #include "platform_target/locks.h"
 #include "platform_target/modules.h"
@@ -19,53 +20,6 @@
 #include "platform_target/types.h"
 
 using HLOCAL = void*;
-
-// ---- error numbers
-
-constexpr DWORD ERROR_SUCCESS = 0;
-constexpr DWORD ERROR_INVALID_FUNCTION = 1;
-constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
-constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
-constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
-constexpr DWORD ERROR_ACCESS_DENIED = 5;
-constexpr DWORD ERROR_INVALID_HANDLE = 6;
-constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
-constexpr DWORD ERROR_INVALID_DATA = 13;
-constexpr DWORD ERROR_OUTOFMEMORY = 14;
-constexpr DWORD ERROR_NO_MORE_FILES = 18;
-constexpr DWORD ERROR_GEN_FAILURE = 31;
-constexpr DWORD ERROR_SHARING_VIOLATION = 32;
-constexpr DWORD ERROR_NOT_SUPPORTED = 50;
-constexpr DWORD ERROR_FILE_EXISTS = 80;
-constexpr DWORD ERROR_INVALID_PARAMETER = 87;
-constexpr DWORD ERROR_DISK_FULL = 112;
-constexpr DWORD ERROR_CALL_NOT_IMPLEMENTED = 120;
-constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
-constexpr DWORD ERROR_INVALID_NAME = 123;
-constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
-constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
-constexpr DWORD ERROR_MAX_THRDS_REACHED = 164;
-constexpr DWORD ERROR_ALREADY_EXISTS = 183;
-constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
-constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
-constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
-constexpr DWORD ERROR_MORE_DATA = 234;
-constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
-constexpr DWORD ERROR_NOT_OWNER = 288;
-constexpr DWORD ERROR_TOO_MANY_POSTS = 298;
-constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
-constexpr DWORD ERROR_INVALID_ADDRESS = 487;
-constexpr DWORD ERROR_ARITHMETIC_OVERFLOW = 534;
-constexpr DWORD ERROR_OPERATION_ABORTED = 995;
-constexpr DWORD ERROR_NOACCESS = 998;
-constexpr DWORD ERROR_INVALID_FLAGS = 1004;
-constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
-constexpr DWORD ERROR_DLL_INIT_FAILED = 1114;
-constexpr DWORD ERROR_NOT_FOUND = 1168;
-constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
-constexpr DWORD ERROR_TIMEOUT = 1460;
-constexpr DWORD ERROR_INVALID_USER_BUFFER = 1784;
-constexpr DWORD ERROR_RESOURCE_LANG_NOT_FOUND = 1815;
 
 // ---- error texts
 

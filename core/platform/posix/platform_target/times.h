@@ -6,6 +6,8 @@
 #define ORVANE_PLATFORM_POSIX_TIMES_H
 
 #include "platform/export.h"
+#include "platform_target/civil.h"
+#include "platform_target/errors.h"
 #include "platform_target/types.h"
 
 using LCID = DWORD;
@@ -17,12 +19,32 @@ ORVANE_PLATFORM_API void GetSystemTime(SYSTEMTIME* time) noexcept;
 
 /// Reports: 87 for a null pointer and for counts of 2^63 and above; `*system` is unchanged then. What is less than a
 /// millisecond is dropped.
-ORVANE_PLATFORM_API BOOL FileTimeToSystemTime(FILETIME const* file, SYSTEMTIME* system) noexcept;
+inline BOOL FileTimeToSystemTime(FILETIME const* file, SYSTEMTIME* system) noexcept
+{
+    unsigned __int64 const ticks =
+        file != nullptr ? static_cast<unsigned __int64>(file->dwHighDateTime) << 32 | file->dwLowDateTime : 0;
+    if (file == nullptr || system == nullptr || ticks > posix::c_LastTick)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    posix::storeFields(ticks, *system);
+    return TRUE;
+}
 
 /// The day of the week is not looked at.
 /// Reports: 87 for a null pointer, a year outside 1601 to 30827, a day that its month does not have, and a time of day
 /// out of range; `*file` is unchanged then.
-ORVANE_PLATFORM_API BOOL SystemTimeToFileTime(SYSTEMTIME const* system, FILETIME* file) noexcept;
+inline BOOL SystemTimeToFileTime(SYSTEMTIME const* system, FILETIME* file) noexcept
+{
+    if (system == nullptr || file == nullptr || !posix::isDate(*system) || !posix::isTimeOfDay(*system))
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    *file = posix::toFileTime(posix::ticksOf(*system));
+    return TRUE;
+}
 
 // ---- the local time zone
 
