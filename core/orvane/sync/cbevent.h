@@ -86,7 +86,14 @@ public:
                                           unsigned int& index);
 
 private:
+    friend class CbTask; // whose event may be made late
+
     class CDuplicates;
+
+    // Takes over what is a handle, or stands for one.
+    explicit CbEvent(HANDLE handle) noexcept : m_handle(handle)
+    {
+    }
 
     void duplicate(CbEvent const& other);
     void closeHandle();

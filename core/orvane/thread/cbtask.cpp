@@ -1,5 +1,7 @@
 #include "orvane/thread/cbtask.h"
 
+#include <cstdint>
+
 #include "orvane/exception/raisesite.h"
 #include "orvane/text/cbformat.h"
 
@@ -7,6 +9,22 @@ namespace
 {
 constexpr char c_SourceFile[] = "cbtask";
 constexpr unsigned int c_LineOther = 62; // published
+
+// What stands for an event that is not made yet, and for one that is set. No system gives such handles.
+HANDLE unmade()
+{
+    return reinterpret_cast<HANDLE>(std::uintptr_t{1});
+}
+
+HANDLE unmadeAndSet()
+{
+    return reinterpret_cast<HANDLE>(std::uintptr_t{2});
+}
+
+bool isMade(HANDLE handle)
+{
+    return handle != unmade() && handle != unmadeAndSet();
+}
 
 // Runs one step of a task where the one before succeeded. `report` receives the exception that came out of it.
 template <class TStep, class TReport>
@@ -49,7 +67,7 @@ CbTask::CbTask() : m_terminated(true, nullptr), m_creatorThreadId(GetCurrentThre
 
 CbTask::CbTask(CbTask const& other)
     : IReferenceCounted(other),
-      m_terminated(other.m_terminated),
+      m_terminated(other.GetTerminatedEvent()),
       m_isSuccessful(other.m_isSuccessful.load(std::memory_order_relaxed)),
       m_creatorThreadId(other.m_creatorThreadId),
       m_runningThreadId(other.m_runningThreadId.load(std::memory_order_relaxed)),
@@ -63,7 +81,8 @@ CbTask& CbTask::operator=(CbTask const& other)
     if (this != &other)
     {
         m_onAfterRunTask = other.m_onAfterRunTask;
-        m_terminated = other.m_terminated;
+        static_cast<void>(GetTerminatedEvent());
+        m_terminated = other.GetTerminatedEvent();
         m_isSuccessful.store(other.m_isSuccessful.load(std::memory_order_relaxed), std::memory_order_relaxed);
         m_creatorThreadId = other.m_creatorThreadId;
         m_runningThreadId.store(other.m_runningThreadId.load(std::memory_order_relaxed), std::memory_order_relaxed);
@@ -71,7 +90,19 @@ CbTask& CbTask::operator=(CbTask const& other)
     return *this;
 }
 
-CbTask::~CbTask() = default;
+CbTask::CbTask(ELateEvent) : m_terminated(unmade()), m_creatorThreadId(GetCurrentThreadId())
+{
+}
+
+CbTask::~CbTask()
+{
+    std::atomic_ref<HANDLE> const handle = terminatedHandle();
+    if (!isMade(handle.load(std::memory_order_relaxed)))
+    {
+        // Nothing to close.
+        handle.store(nullptr, std::memory_order_relaxed);
+    }
+}
 
 CbTask& CbTask::Run()
 {
@@ -103,7 +134,7 @@ CbTask& CbTask::Run()
     {
         m_onAfterRunTask(*this);
     }
-    m_terminated.Set();
+    setTerminated();
     return *this;
 }
 
@@ -125,12 +156,36 @@ bool CbTask::IsSuccessful() const
 
 CbEvent const& CbTask::GetTerminatedEvent() const
 {
+    std::atomic_ref<HANDLE> const handle = terminatedHandle();
+    for (HANDLE seen = handle.load(std::memory_order_acquire); !isMade(seen);)
+    {
+        CbEvent made;
+        if (made.m_handle == nullptr || (seen == unmadeAndSet() && !made.Set()))
+        {
+            // What stands there is no handle: all that the event does fails.
+            break;
+        }
+        // Acquire and release: the end of the run may have come before, and comes after, for who waits for the event.
+        if (handle.compare_exchange_strong(seen, made.m_handle, std::memory_order_acq_rel, std::memory_order_acquire))
+        {
+            made.m_handle = nullptr;
+            break;
+        }
+        // The run has ended meanwhile, or another thread has made the event.
+    }
     return m_terminated;
 }
 
 CbTask::TCheckedBool CbTask::WaitUntilTerminate(unsigned int timeoutMs) const
 {
-    return m_terminated.Wait(timeoutMs) != CbEvent::eWaitTimeout;
+    HANDLE const seen = terminatedHandle().load(std::memory_order_acquire);
+    if (seen == unmadeAndSet() || (seen == unmade() && timeoutMs == 0))
+    {
+        // What the event's own wait would leave.
+        SetLastError(0);
+        return seen == unmadeAndSet();
+    }
+    return GetTerminatedEvent().Wait(timeoutMs) != CbEvent::eWaitTimeout;
 }
 
 void CbTask::SetOnAfterRunTaskHandler(std::function<void(CbTask const&)> handler)
@@ -155,7 +210,7 @@ bool CbTask::doNotRun() const
 
 void CbTask::onAdd()
 {
-    m_terminated.Reset();
+    resetTerminated();
 }
 
 void CbTask::onBeforeRun()
@@ -187,4 +242,31 @@ bool CbTask::Is(CbRTTI const& record) const
 bool CbTask::IsKindOf(CbRTTI const& record) const
 {
     return GetRTTI().IsKindOf(record);
+}
+
+// An event is one handle, at its own address.
+std::atomic_ref<HANDLE> CbTask::terminatedHandle() const noexcept
+{
+    return std::atomic_ref<HANDLE>(m_terminated.m_handle);
+}
+
+// The last that is done to a task: one step on the field, or on the event, releases who waits.
+void CbTask::setTerminated()
+{
+    HANDLE seen = unmade();
+    // Pairs with the acquiring loads of who waits.
+    if (!terminatedHandle().compare_exchange_strong(seen, unmadeAndSet(), std::memory_order_acq_rel) &&
+        seen != unmadeAndSet())
+    {
+        m_terminated.Set();
+    }
+}
+
+void CbTask::resetTerminated()
+{
+    HANDLE seen = unmadeAndSet();
+    if (!terminatedHandle().compare_exchange_strong(seen, unmade(), std::memory_order_acq_rel) && seen != unmade())
+    {
+        m_terminated.Reset();
+    }
 }

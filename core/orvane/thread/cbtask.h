@@ -104,13 +104,25 @@ public:
     bool IsKindOf(CbRTTI const& record) const;
 
 private:
-    friend class CbThreadPool; // asks doNotRun and calls onAdd
+    friend class CbThreadPool; // asks doNotRun, calls onAdd, and makes tasks whose event is made late
 
     static constexpr unsigned int c_NoThread = 0xFFFFFFFF;
 
+    enum ELateEvent
+    {
+        eLateEvent
+    };
+
+    // The terminated event is made when it is asked or waited for first. For tasks that most submitters never wait for.
+    explicit CbTask(ELateEvent);
+
+    std::atomic_ref<HANDLE> terminatedHandle() const noexcept;
+    void setTerminated();
+    void resetTerminated();
+
     // Clients know the places. Flag and running thread are plain reads for who asks; the event orders what waiters see.
     CbReferenceCounter<unsigned int> m_references;
-    CbEvent m_terminated;
+    mutable CbEvent m_terminated; // or what stands for one that is made late
     std::atomic<bool> m_isSuccessful = false;
     unsigned int m_creatorThreadId;
     std::atomic<unsigned int> m_runningThreadId = c_NoThread;

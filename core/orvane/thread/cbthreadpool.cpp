@@ -308,7 +308,7 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
     class CTaskFunction : public CbTask
     {
     public:
-        explicit CTaskFunction(std::function<void()> work) : m_function(std::move(work))
+        explicit CTaskFunction(std::function<void()> work) : CbTask(eLateEvent), m_function(std::move(work))
         {
         }
 

@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "handlecount.h"
 #include "orvane/thread/pooltest.h"
 #include "support/logrecorder.h"
 #include "support/runprogram.h"
@@ -48,6 +49,7 @@ SFreshPool const s_fresh;
 
 using CbThreadPoolAddTask = CPoolTest;
 using CbThreadPoolAddFunction = CPoolTest;
+using CbThreadPoolFunctionEvent = CPoolTest;
 using CbThreadPoolLimit = CPoolTest;
 using CbThreadPoolGrowth = CPoolTest;
 using CbThreadPoolIdle = CPoolTest;
@@ -206,6 +208,121 @@ TEST_F(CbThreadPoolAddFunction, FailsTheTaskOfAnEmptyFunction)
     std::vector<Logging::SRecord> const entries = recorder.GetRecords(L"Exception");
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_NE(entries[0].text.find(L"Unknown exception in task 'CbTask'"), std::wstring::npos);
+}
+
+// ---- the terminated event of a function's task, which is made when it is needed first
+
+TEST_F(CbThreadPoolFunctionEvent, TakesNoHandleWhereNobodyWaits)
+{
+    runOne();
+    ASSERT_TRUE(becomesIdle(1));
+    unsigned int const before = kerneltest::getHandleCount();
+    std::vector<CbSmartPointer<CbTask>> tasks;
+    for (int n = 0; n < 100; ++n)
+    {
+        tasks.push_back(pool().AddFunction([] {}, Pool::eTaskPriorityNormal));
+        EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+        EXPECT_TRUE(tasks.back()->WaitUntilTerminate(0));
+    }
+    EXPECT_EQ(workerCount(), 1u);
+    EXPECT_EQ(kerneltest::getHandleCount(), before);
+}
+
+TEST_F(CbThreadPoolFunctionEvent, ReleasesWhoWaitedBeforeTheEnd)
+{
+    CGate leave;
+    CbSmartPointer<CbTask> const task = pool().AddFunction([&] { leave.Pass(); }, Pool::eTaskPriorityNormal);
+    EXPECT_FALSE(task->WaitUntilTerminate(0));
+    EXPECT_FALSE(task->WaitUntilTerminate(2));
+    CbEvent const& event = task->GetTerminatedEvent();
+    CbEvent const copy(event);
+    EXPECT_FALSE(copy.IsSet());
+    std::thread waiter([&] { EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs)); });
+    leave.Open();
+    waiter.join();
+    EXPECT_TRUE(event.IsSet());
+    EXPECT_TRUE(copy.IsSet());
+    EXPECT_EQ(&event, &task->GetTerminatedEvent());
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsSetWhereItIsAskedForAfterTheEnd)
+{
+    CbSmartPointer<CbTask> const task = pool().AddFunction([] {}, Pool::eTaskPriorityNormal);
+    ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    SetLastError(1234);
+    EXPECT_TRUE(task->WaitUntilTerminate(INFINITE));
+    EXPECT_EQ(GetLastError(), 0u);
+    CbEvent const copy(task->GetTerminatedEvent());
+    EXPECT_TRUE(copy.IsSet());
+    EXPECT_TRUE(copy.Reset());
+    EXPECT_FALSE(task->WaitUntilTerminate(0)) << "the copy is the same event";
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsResetWhenTheTaskIsAddedAgain)
+{
+    for (bool const isMade : {false, true})
+    {
+        CGate first;
+        CGate second;
+        std::atomic<int> round = 0;
+        CbSmartPointer<CbTask> const task =
+            pool().AddFunction([&] { EXPECT_TRUE((round++ == 0 ? first : second).Pass()); }, Pool::eTaskPriorityNormal);
+        if (isMade)
+        {
+            EXPECT_FALSE(task->GetTerminatedEvent().IsSet());
+        }
+        first.Open();
+        ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+        EXPECT_TRUE(task->WaitUntilTerminate(0));
+        ASSERT_TRUE(pool().AddTask(task, Pool::eTaskPriorityNormal));
+        SetLastError(1234);
+        EXPECT_FALSE(task->WaitUntilTerminate(0));
+        EXPECT_EQ(GetLastError(), 0u);
+        second.Open();
+        EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+        EXPECT_EQ(round, 2);
+    }
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsSharedWithATaskThatItIsAssignedTo)
+{
+    CGate leave;
+    CbSmartPointer<CbTask> const task = pool().AddFunction([&] { leave.Pass(); }, Pool::eTaskPriorityNormal);
+    TaskPointer const other = makeTask();
+    static_cast<CbTask&>(*other) = *task;
+    EXPECT_FALSE(other->WaitUntilTerminate(0));
+    leave.Open();
+    EXPECT_TRUE(other->WaitUntilTerminate(c_PatienceMs));
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsOneForAllThatAskWhileTheTaskEnds)
+{
+    constexpr int c_Rounds = 500;
+    constexpr int c_Askers = 3;
+    for (int round = 0; round < c_Rounds; ++round)
+    {
+        CbSmartPointer<CbTask> const task = pool().AddFunction([] {}, Pool::eTaskPriorityNormal);
+        std::array<CbEvent const*, c_Askers> events{};
+        std::vector<std::thread> askers;
+        for (CbEvent const*& event : events)
+        {
+            askers.emplace_back(
+                [&]
+                {
+                    event = &task->GetTerminatedEvent();
+                    EXPECT_EQ(event->Wait(c_PatienceMs), CbEvent::eWaitSignaled);
+                });
+        }
+        for (std::thread& asker : askers)
+        {
+            asker.join();
+        }
+        for (CbEvent const* const event : events)
+        {
+            ASSERT_EQ(event, events[0]);
+        }
+        ASSERT_TRUE(task->WaitUntilTerminate(0));
+    }
 }
 
 // ---- limits
