@@ -4,6 +4,7 @@
 #define ORVANE_SYNC_CBEVENT_H
 
 #include <chrono>
+#include <cstddef>
 
 #include "orvane/container/cbarray.h"
 #include "orvane/export.h"
@@ -90,8 +91,8 @@ private:
 
     class CDuplicates;
 
-    // Takes over what is a handle, or stands for one.
-    explicit CbEvent(HANDLE handle) noexcept : m_handle(handle)
+    // Without a handle, to begin with.
+    explicit CbEvent(std::nullptr_t) noexcept
     {
     }
 

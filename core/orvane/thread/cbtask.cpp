@@ -1,6 +1,6 @@
 #include "orvane/thread/cbtask.h"
 
-#include <cstdint>
+#include <utility>
 
 #include "orvane/exception/raisesite.h"
 #include "orvane/text/cbformat.h"
@@ -9,22 +9,6 @@ namespace
 {
 constexpr char c_SourceFile[] = "cbtask";
 constexpr unsigned int c_LineOther = 62; // published
-
-// What stands for an event that is not made yet, and for one that is set. No system gives such handles.
-HANDLE unmade()
-{
-    return reinterpret_cast<HANDLE>(std::uintptr_t{1});
-}
-
-HANDLE unmadeAndSet()
-{
-    return reinterpret_cast<HANDLE>(std::uintptr_t{2});
-}
-
-bool isMade(HANDLE handle)
-{
-    return handle != unmade() && handle != unmadeAndSet();
-}
 
 // Runs one step of a task where the one before succeeded. `report` receives the exception that came out of it.
 template <class TStep, class TReport>
@@ -90,19 +74,11 @@ CbTask& CbTask::operator=(CbTask const& other)
     return *this;
 }
 
-CbTask::CbTask(ELateEvent) : m_terminated(unmade()), m_creatorThreadId(GetCurrentThreadId())
+CbTask::CbTask(ELateEvent) : m_terminated(nullptr), m_event(eUnmade), m_creatorThreadId(GetCurrentThreadId())
 {
 }
 
-CbTask::~CbTask()
-{
-    std::atomic_ref<HANDLE> const handle = terminatedHandle();
-    if (!isMade(handle.load(std::memory_order_relaxed)))
-    {
-        // Nothing to close.
-        handle.store(nullptr, std::memory_order_relaxed);
-    }
-}
+CbTask::~CbTask() = default;
 
 CbTask& CbTask::Run()
 {
@@ -134,7 +110,7 @@ CbTask& CbTask::Run()
     {
         m_onAfterRunTask(*this);
     }
-    setTerminated();
+    noteTerminated(true);
     return *this;
 }
 
@@ -156,34 +132,36 @@ bool CbTask::IsSuccessful() const
 
 CbEvent const& CbTask::GetTerminatedEvent() const
 {
-    std::atomic_ref<HANDLE> const handle = terminatedHandle();
-    for (HANDLE seen = handle.load(std::memory_order_acquire); !isMade(seen);)
+    // Pairs with the release at the end of makeEvent.
+    unsigned char seen = m_event.load(std::memory_order_acquire);
+    while (seen != eMade)
     {
-        CbEvent made;
-        if (made.m_handle == nullptr || (seen == unmadeAndSet() && !made.Set()))
+        if ((seen & eMaking) != 0)
         {
-            // What stands there is no handle: all that the event does fails.
+            // Another thread is about to be done with it.
+            SwitchToThread();
+            seen = m_event.load(std::memory_order_acquire);
+        }
+        else if (m_event.compare_exchange_weak(seen, static_cast<unsigned char>(seen | eMaking),
+                                               std::memory_order_acquire))
+        {
+            makeEvent();
             break;
         }
-        // Acquire and release: the end of the run may have come before, and comes after, for who waits for the event.
-        if (handle.compare_exchange_strong(seen, made.m_handle, std::memory_order_acq_rel, std::memory_order_acquire))
-        {
-            made.m_handle = nullptr;
-            break;
-        }
-        // The run has ended meanwhile, or another thread has made the event.
     }
     return m_terminated;
 }
 
 CbTask::TCheckedBool CbTask::WaitUntilTerminate(unsigned int timeoutMs) const
 {
-    HANDLE const seen = terminatedHandle().load(std::memory_order_acquire);
-    if (seen == unmadeAndSet() || (seen == unmade() && timeoutMs == 0))
+    // Pairs with the release of noteTerminated.
+    unsigned char const seen = m_event.load(std::memory_order_acquire);
+    bool const isSet = (seen & eSet) != 0;
+    if (isSet || (seen != eMade && timeoutMs == 0))
     {
         // What the event's own wait would leave.
         SetLastError(0);
-        return seen == unmadeAndSet();
+        return isSet;
     }
     return GetTerminatedEvent().Wait(timeoutMs) != CbEvent::eWaitTimeout;
 }
@@ -210,7 +188,7 @@ bool CbTask::doNotRun() const
 
 void CbTask::onAdd()
 {
-    resetTerminated();
+    noteTerminated(false);
 }
 
 void CbTask::onBeforeRun()
@@ -244,29 +222,33 @@ bool CbTask::IsKindOf(CbRTTI const& record) const
     return GetRTTI().IsKindOf(record);
 }
 
-// An event is one handle, at its own address.
-std::atomic_ref<HANDLE> CbTask::terminatedHandle() const noexcept
+// Expects the calling thread to have noted that it makes the event. Where the system gives none, all that the event is
+// asked to do fails from then on, as it does for a task that has its event from the beginning.
+void CbTask::makeEvent() const
 {
-    return std::atomic_ref<HANDLE>(m_terminated.m_handle);
+    CbEvent made;
+    std::swap(m_terminated.m_handle, made.m_handle);
+    unsigned char seen = m_event.load(std::memory_order_relaxed);
+    do
+    {
+        // The task may end, or be added again, meanwhile.
+        static_cast<void>((seen & eSet) != 0 ? m_terminated.Set() : m_terminated.Reset());
+    } while (!m_event.compare_exchange_weak(seen, eMade, std::memory_order_acq_rel));
 }
 
-// The last that is done to a task: one step on the field, or on the event, releases who waits.
-void CbTask::setTerminated()
+// Sets or resets the event, or notes it for who makes that. The last that is done to a task that has ended: one step, on
+// the note or on the event, releases who waits.
+void CbTask::noteTerminated(bool isTerminated)
 {
-    HANDLE seen = unmade();
-    // Pairs with the acquiring loads of who waits.
-    if (!terminatedHandle().compare_exchange_strong(seen, unmadeAndSet(), std::memory_order_acq_rel) &&
-        seen != unmadeAndSet())
+    unsigned char seen = m_event.load(std::memory_order_acquire);
+    while (seen != eMade)
     {
-        m_terminated.Set();
+        auto const wanted = static_cast<unsigned char>(isTerminated ? seen | eSet : seen & ~eSet);
+        // Pairs with the acquiring loads of who waits, and of who makes the event.
+        if (m_event.compare_exchange_weak(seen, wanted, std::memory_order_acq_rel))
+        {
+            return;
+        }
     }
-}
-
-void CbTask::resetTerminated()
-{
-    HANDLE seen = unmadeAndSet();
-    if (!terminatedHandle().compare_exchange_strong(seen, unmade(), std::memory_order_acq_rel) && seen != unmade())
-    {
-        m_terminated.Reset();
-    }
+    static_cast<void>(isTerminated ? m_terminated.Set() : m_terminated.Reset());
 }
