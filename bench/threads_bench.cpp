@@ -416,6 +416,18 @@ void startAndJoinStd(benchmark::State& state)
     }
 }
 
+// Waits for the thread's word that it is over, not for the system to have done away with it: what waiting for a thread's
+// handle is here.
+void startAndAwaitStd(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        std::binary_semaphore over(0);
+        std::thread([&over] { over.release(); }).detach();
+        over.acquire();
+    }
+}
+
 #ifdef ORVANE_BENCH_POCO
 void startAndJoinPoco(benchmark::State& state)
 {
@@ -469,6 +481,7 @@ void registerRows()
 #endif
     benchmark::RegisterBenchmark("start and join a thread/orvane", startAndJoin)->UseRealTime();
     benchmark::RegisterBenchmark("start and join a thread/std", startAndJoinStd)->UseRealTime();
+    benchmark::RegisterBenchmark("start and join a thread/std, detached", startAndAwaitStd)->UseRealTime();
 #ifdef ORVANE_BENCH_POCO
     benchmark::RegisterBenchmark("start and join a thread/poco", startAndJoinPoco)->UseRealTime();
 #endif
