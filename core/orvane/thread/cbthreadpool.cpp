@@ -87,7 +87,6 @@ std::shared_ptr<TPool> makePool(unsigned int blockSize)
 // pool already.
 struct CbThreadPool::SGate
 {
-    CbCriticalSection turn; // of workers that look for work; before the lock
     CbCriticalSection lock;
     bool isPoolGone = false; // guarded by lock
 };
@@ -185,8 +184,6 @@ private:
     void lookForWork()
     {
         SDropped dropped;
-        // One at a time tries for the lock, and the others sleep: many that give way would do little else.
-        CbCriticalSectionAuto const turn(m_gate->turn);
         CPoliteHolder const holder(m_gate->lock);
         if (!m_gate->isPoolGone)
         {

@@ -34,7 +34,7 @@ extern template class ORVANE_API CbSingleton<CbThreadPool>;
 /// At the end of the process the pool lets go of what is queued and neither stops nor waits for its workers: who needs the
 /// work done waits for it before. A task that is running then may go on until the process is gone.
 /// Threads: any. The hooks doNotRun and onAdd of tasks run under the pool's lock; tasks run, and end, without it. Lock
-/// order: a worker's turn, the pool's lock, a worker's channel.
+/// order: the pool's lock, then a worker's channel.
 class ORVANE_API CbThreadPool : public CbSingleton<CbThreadPool>
 {
 public:
