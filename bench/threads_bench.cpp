@@ -24,6 +24,11 @@
 #include <Poco/Thread.h>
 #include <Poco/ThreadPool.h>
 #endif
+// Before Qt, which makes a macro of a name in there.
+#ifdef ORVANE_BENCH_TBB
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+#endif
 #ifdef ORVANE_BENCH_QT
 #include <QThread>
 #include <QThreadPool>
@@ -32,6 +37,11 @@
 #include "orvane/thread/cbthread.h"
 #include "orvane/thread/cbthreadpool.h"
 #include "support/benchmain.h"
+
+// Last: it makes macros of names that the platform's types have.
+#ifdef ORVANE_BENCH_GLIB
+#include <glib.h>
+#endif
 
 namespace
 {
@@ -149,6 +159,60 @@ public:
 
 private:
     QThreadPool m_pool;
+};
+#endif
+
+#ifdef ORVANE_BENCH_TBB
+// With a thread for each processor, as the others have: the submitter takes no part.
+class CTbbPool
+{
+public:
+    template <class F>
+    void Submit(F function)
+    {
+        m_arena.enqueue(std::move(function));
+    }
+
+private:
+    static int countThreads()
+    {
+        return static_cast<int>(std::thread::hardware_concurrency());
+    }
+
+    tbb::global_control m_limit{tbb::global_control::max_allowed_parallelism,
+                                static_cast<std::size_t>(countThreads()) + 1};
+    tbb::task_arena m_arena{countThreads(), 0};
+};
+#endif
+
+#ifdef ORVANE_BENCH_GLIB
+class CGLibPool
+{
+public:
+    CGLibPool() = default;
+    CGLibPool(CGLibPool const&) = delete;
+    CGLibPool& operator=(CGLibPool const&) = delete;
+
+    ~CGLibPool()
+    {
+        g_thread_pool_free(m_pool, false, true);
+    }
+
+    template <class F>
+    void Submit(F function)
+    {
+        g_thread_pool_push(m_pool, new std::function<void()>(std::move(function)), nullptr);
+    }
+
+private:
+    static void run(gpointer data, gpointer)
+    {
+        std::unique_ptr<std::function<void()>> const function(static_cast<std::function<void()>*>(data));
+        (*function)();
+    }
+
+    GThreadPool* const m_pool =
+        g_thread_pool_new(run, nullptr, static_cast<gint>(std::thread::hardware_concurrency()), true, nullptr);
 };
 #endif
 
@@ -352,6 +416,18 @@ void startAndJoinStd(benchmark::State& state)
     }
 }
 
+// Waits for the thread's word that it is over, not for the system to have done away with it: what waiting for a thread's
+// handle is here.
+void startAndAwaitStd(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        std::binary_semaphore over(0);
+        std::thread([&over] { over.release(); }).detach();
+        over.acquire();
+    }
+}
+
 #ifdef ORVANE_BENCH_POCO
 void startAndJoinPoco(benchmark::State& state)
 {
@@ -397,8 +473,15 @@ void registerRows()
 #ifdef ORVANE_BENCH_QT
     registerPool<CQtPool>("qt", true);
 #endif
+#ifdef ORVANE_BENCH_TBB
+    registerPool<CTbbPool>("tbb", true);
+#endif
+#ifdef ORVANE_BENCH_GLIB
+    registerPool<CGLibPool>("glib", true);
+#endif
     benchmark::RegisterBenchmark("start and join a thread/orvane", startAndJoin)->UseRealTime();
     benchmark::RegisterBenchmark("start and join a thread/std", startAndJoinStd)->UseRealTime();
+    benchmark::RegisterBenchmark("start and join a thread/std, detached", startAndAwaitStd)->UseRealTime();
 #ifdef ORVANE_BENCH_POCO
     benchmark::RegisterBenchmark("start and join a thread/poco", startAndJoinPoco)->UseRealTime();
 #endif

@@ -4,6 +4,7 @@
 #define ORVANE_SYNC_CBEVENT_H
 
 #include <chrono>
+#include <cstddef>
 
 #include "orvane/container/cbarray.h"
 #include "orvane/export.h"
@@ -86,7 +87,14 @@ public:
                                           unsigned int& index);
 
 private:
+    friend class CbTask; // whose event may be made late
+
     class CDuplicates;
+
+    // Without a handle, to begin with.
+    explicit CbEvent(std::nullptr_t) noexcept
+    {
+    }
 
     void duplicate(CbEvent const& other);
     void closeHandle();

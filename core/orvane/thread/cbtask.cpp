@@ -1,5 +1,7 @@
 #include "orvane/thread/cbtask.h"
 
+#include <utility>
+
 #include "orvane/exception/raisesite.h"
 #include "orvane/text/cbformat.h"
 
@@ -49,7 +51,7 @@ CbTask::CbTask() : m_terminated(true, nullptr), m_creatorThreadId(GetCurrentThre
 
 CbTask::CbTask(CbTask const& other)
     : IReferenceCounted(other),
-      m_terminated(other.m_terminated),
+      m_terminated(other.GetTerminatedEvent()),
       m_isSuccessful(other.m_isSuccessful.load(std::memory_order_relaxed)),
       m_creatorThreadId(other.m_creatorThreadId),
       m_runningThreadId(other.m_runningThreadId.load(std::memory_order_relaxed)),
@@ -63,12 +65,17 @@ CbTask& CbTask::operator=(CbTask const& other)
     if (this != &other)
     {
         m_onAfterRunTask = other.m_onAfterRunTask;
-        m_terminated = other.m_terminated;
+        static_cast<void>(GetTerminatedEvent());
+        m_terminated = other.GetTerminatedEvent();
         m_isSuccessful.store(other.m_isSuccessful.load(std::memory_order_relaxed), std::memory_order_relaxed);
         m_creatorThreadId = other.m_creatorThreadId;
         m_runningThreadId.store(other.m_runningThreadId.load(std::memory_order_relaxed), std::memory_order_relaxed);
     }
     return *this;
+}
+
+CbTask::CbTask(ELateEvent) : m_terminated(nullptr), m_event(eUnmade), m_creatorThreadId(GetCurrentThreadId())
+{
 }
 
 CbTask::~CbTask() = default;
@@ -103,7 +110,7 @@ CbTask& CbTask::Run()
     {
         m_onAfterRunTask(*this);
     }
-    m_terminated.Set();
+    noteTerminated(true);
     return *this;
 }
 
@@ -125,12 +132,38 @@ bool CbTask::IsSuccessful() const
 
 CbEvent const& CbTask::GetTerminatedEvent() const
 {
+    // Pairs with the release at the end of makeEvent.
+    unsigned char seen = m_event.load(std::memory_order_acquire);
+    while (seen != eMade)
+    {
+        if ((seen & eMaking) != 0)
+        {
+            // Another thread is about to be done with it.
+            SwitchToThread();
+            seen = m_event.load(std::memory_order_acquire);
+        }
+        else if (m_event.compare_exchange_weak(seen, static_cast<unsigned char>(seen | eMaking),
+                                               std::memory_order_acquire))
+        {
+            makeEvent();
+            break;
+        }
+    }
     return m_terminated;
 }
 
 CbTask::TCheckedBool CbTask::WaitUntilTerminate(unsigned int timeoutMs) const
 {
-    return m_terminated.Wait(timeoutMs) != CbEvent::eWaitTimeout;
+    // Pairs with the release of noteTerminated.
+    unsigned char const seen = m_event.load(std::memory_order_acquire);
+    bool const isSet = (seen & eSet) != 0;
+    if (isSet || (seen != eMade && timeoutMs == 0))
+    {
+        // What the event's own wait would leave.
+        SetLastError(0);
+        return isSet;
+    }
+    return GetTerminatedEvent().Wait(timeoutMs) != CbEvent::eWaitTimeout;
 }
 
 void CbTask::SetOnAfterRunTaskHandler(std::function<void(CbTask const&)> handler)
@@ -155,7 +188,7 @@ bool CbTask::doNotRun() const
 
 void CbTask::onAdd()
 {
-    m_terminated.Reset();
+    noteTerminated(false);
 }
 
 void CbTask::onBeforeRun()
@@ -187,4 +220,35 @@ bool CbTask::Is(CbRTTI const& record) const
 bool CbTask::IsKindOf(CbRTTI const& record) const
 {
     return GetRTTI().IsKindOf(record);
+}
+
+// Expects the calling thread to have noted that it makes the event. Where the system gives none, all that the event is
+// asked to do fails from then on, as it does for a task that has its event from the beginning.
+void CbTask::makeEvent() const
+{
+    CbEvent made;
+    std::swap(m_terminated.m_handle, made.m_handle);
+    unsigned char seen = m_event.load(std::memory_order_relaxed);
+    do
+    {
+        // The task may end, or be added again, meanwhile.
+        static_cast<void>((seen & eSet) != 0 ? m_terminated.Set() : m_terminated.Reset());
+    } while (!m_event.compare_exchange_weak(seen, eMade, std::memory_order_acq_rel));
+}
+
+// Sets or resets the event, or notes it for who makes that. The last that is done to a task that has ended: one step, on
+// the note or on the event, releases who waits.
+void CbTask::noteTerminated(bool isTerminated)
+{
+    unsigned char seen = m_event.load(std::memory_order_acquire);
+    while (seen != eMade)
+    {
+        auto const wanted = static_cast<unsigned char>(isTerminated ? seen | eSet : seen & ~eSet);
+        // Pairs with the acquiring loads of who waits, and of who makes the event.
+        if (m_event.compare_exchange_weak(seen, wanted, std::memory_order_acq_rel))
+        {
+            return;
+        }
+    }
+    static_cast<void>(isTerminated ? m_terminated.Set() : m_terminated.Reset());
 }

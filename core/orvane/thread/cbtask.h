@@ -104,14 +104,35 @@ public:
     bool IsKindOf(CbRTTI const& record) const;
 
 private:
-    friend class CbThreadPool; // asks doNotRun and calls onAdd
+    friend class CbThreadPool; // asks doNotRun, calls onAdd, and makes tasks whose event is made late
 
     static constexpr unsigned int c_NoThread = 0xFFFFFFFF;
 
+    enum ELateEvent
+    {
+        eLateEvent
+    };
+
+    // The terminated event is made when it is asked or waited for first. For tasks that most submitters never wait for.
+    explicit CbTask(ELateEvent);
+
+    // How far the event is; 0 where it is there and tells itself whether it is set.
+    enum EEvent : unsigned char
+    {
+        eMade = 0,
+        eSet = 1, // once it will be there
+        eUnmade = 2,
+        eMaking = 4 // by a thread that asks or waits
+    };
+
+    void makeEvent() const;
+    void noteTerminated(bool isTerminated);
+
     // Clients know the places. Flag and running thread are plain reads for who asks; the event orders what waiters see.
     CbReferenceCounter<unsigned int> m_references;
-    CbEvent m_terminated;
+    mutable CbEvent m_terminated; // made late by the thread that has set eMaking
     std::atomic<bool> m_isSuccessful = false;
+    mutable std::atomic<unsigned char> m_event = eMade;
     unsigned int m_creatorThreadId;
     std::atomic<unsigned int> m_runningThreadId = c_NoThread;
     std::function<void(CbTask const&)> m_onAfterRunTask;

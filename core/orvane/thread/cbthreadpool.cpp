@@ -63,6 +63,17 @@ private:
     CbCriticalSection const& m_section;
 };
 
+// Has the next task of a queue brought near. Another processor wrote it, most likely, and the worker that takes it looks at
+// it under the pool's lock.
+template <class TOpenTasks>
+void prefetchHead(TOpenTasks const& tasks)
+{
+    if (!tasks.IsEmpty())
+    {
+        __builtin_prefetch(tasks.GetHead().task.Get());
+    }
+}
+
 template <class TPool>
 std::shared_ptr<TPool> makePool(unsigned int blockSize)
 {
@@ -92,18 +103,19 @@ public:
     {
     }
 
-    // Gives an idle worker a task. Expects the pool's lock. Waits for nothing: the worker has taken its task before.
-    void Occupy(unsigned long threadId, CbSmartPointer<CbTask> const& task)
+    // Gives an idle worker a task of that thread, whose record is `data`. Expects the pool's lock. Waits for nothing: the
+    // worker has taken its task before.
+    void Occupy(unsigned long threadId, SThreadData& data, CbSmartPointer<CbTask> const& task)
     {
-        m_submitterId = static_cast<unsigned int>(threadId);
+        account(threadId, data);
         m_tasks.Put(task, INFINITE);
     }
 
     // Gives a worker that looks for work a task, on its own thread: nobody has to be woken through the channel. Expects the
     // pool's lock.
-    void Keep(unsigned long threadId, CbSmartPointer<CbTask> task)
+    void Keep(unsigned long threadId, SThreadData& data, CbSmartPointer<CbTask> task)
     {
-        m_submitterId = static_cast<unsigned int>(threadId);
+        account(threadId, data);
         m_own = std::move(task);
     }
 
@@ -119,6 +131,13 @@ public:
         return m_submitterId;
     }
 
+    // That thread's record, after the task has run. What runs keeps the record: it is good until this task is counted out.
+    // Expects the pool's lock.
+    SThreadData& GetSubmitter() const
+    {
+        return *m_submitter;
+    }
+
 protected:
     void onBeforeRun() override
     {
@@ -126,6 +145,14 @@ protected:
     }
 
 private:
+    // Expects the pool's lock.
+    void account(unsigned long threadId, SThreadData& data)
+    {
+        ++data.running;
+        m_submitterId = static_cast<unsigned int>(threadId);
+        m_submitter = &data;
+    }
+
     TCheckedBool threadMethod()
     {
         while (runNext())
@@ -167,6 +194,7 @@ private:
 
     CbThreadPool* m_pool;
     unsigned int m_submitterId = c_NoThread; // guarded by the pool's lock
+    SThreadData* m_submitter = nullptr;      // guarded by the pool's lock
     CbChannel<CbTask> m_tasks;
     std::shared_ptr<SGate> m_gate;
     CbSmartPointer<CbTask> m_own; // the next task, found by the worker itself
@@ -279,8 +307,7 @@ bool CbThreadPool::AddTask(CbSmartPointer<CbTask> task, ETaskPriority priority)
             data = &getThreadData(threadId);
             if (data->HasRoom() && !m_idleWorkers.IsEmpty())
             {
-                ++data->running;
-                m_idleWorkers.TakeHead()->Occupy(threadId, task);
+                m_idleWorkers.TakeHead()->Occupy(threadId, *data, task);
                 updateIdleState();
                 return true;
             }
@@ -308,7 +335,7 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
     class CTaskFunction : public CbTask
     {
     public:
-        explicit CTaskFunction(std::function<void()> work) : m_function(std::move(work))
+        explicit CTaskFunction(std::function<void()> work) : CbTask(eLateEvent), m_function(std::move(work))
         {
         }
 
@@ -347,7 +374,7 @@ void CbThreadPool::LimitTaskCount(unsigned long threadId, unsigned int maximum)
         return;
     }
     takeOpenTasks(*data, dropped);
-    m_threads.Remove(threadId);
+    removeThreadData(threadId);
 }
 
 void CbThreadPool::LimitTaskCount(unsigned int maximum)
@@ -454,30 +481,35 @@ void CbThreadPool::considerIdleWorker(CWorkerThread& worker, SDropped& dropped)
     unsigned int const submitterId = worker.GetSubmitterId();
     if (submitterId != c_NoThread)
     {
-        // There is a record: what runs keeps it.
-        --getThreadData(submitterId).running;
-        if (serve(submitterId, worker, false, dropped))
+        SThreadData* data = &worker.GetSubmitter();
+        --data->running;
+        if (serve(submitterId, data, worker, false, dropped))
         {
             return;
         }
-        SThreadData const* const data = m_threads.Find(submitterId);
         if (data != nullptr && data->GetOpenCount() == 0 && data->running == 0 && data->limit == s_defaultTaskLimit)
         {
-            m_threads.Remove(submitterId);
+            removeThreadData(submitterId);
         }
     }
 
     // One that waits for a worker. Only one: each of them has had a worker started for it.
-    if (!m_waitingThreads.IsEmpty() && serve(m_waitingThreads.TakeHead(), worker, true, dropped))
+    if (!m_waitingThreads.IsEmpty())
     {
-        return;
+        unsigned long const threadId = m_waitingThreads.TakeHead();
+        SThreadData* data = m_threads.Find(threadId);
+        if (serve(threadId, data, worker, true, dropped))
+        {
+            return;
+        }
     }
 
     // Anyone with room.
     for (auto* position = m_threads.GetStart(); position != nullptr;)
     {
         unsigned int const droppedBefore = dropped.count;
-        if (serve(m_threads.GetKey(position), worker, true, dropped))
+        SThreadData* data = &m_threads.GetValue(position);
+        if (serve(m_threads.GetKey(position), data, worker, true, dropped))
         {
             return;
         }
@@ -489,15 +521,15 @@ void CbThreadPool::considerIdleWorker(CWorkerThread& worker, SDropped& dropped)
     updateIdleState();
 }
 
-// Gives the worker the next task of a thread; drops those that do not want to run. Expects the lock.
-bool CbThreadPool::serve(unsigned long threadId, CWorkerThread& worker, bool isLimited, SDropped& dropped)
+// Gives the worker the next task of a thread; drops those that do not want to run. `data` is the thread's record, null
+// where there is none, also afterwards. Expects the lock.
+bool CbThreadPool::serve(unsigned long threadId, SThreadData*& data, CWorkerThread& worker, bool isLimited,
+                         SDropped& dropped)
 {
     for (ETaskPriority const priority : {eTaskPriorityHigh, eTaskPriorityNormal, eTaskPriorityLow})
     {
         for (;;)
         {
-            // Looked up for each task: the hook of the one before may have removed the record.
-            SThreadData* const data = m_threads.Find(threadId);
             if (data == nullptr || (isLimited && !data->HasRoom()))
             {
                 return false;
@@ -509,9 +541,10 @@ bool CbThreadPool::serve(unsigned long threadId, CWorkerThread& worker, bool isL
             }
             // Taken out whatever comes of it: a task that must not run is dropped, not tried again.
             CbSmartPointer<CbTask> task = tasks.TakeHead().task;
+            prefetchHead(tasks);
             try
             {
-                if (occupyWorker(task, threadId, worker))
+                if (occupyWorker(task, threadId, *data, worker))
                 {
                     return true;
                 }
@@ -521,21 +554,25 @@ bool CbThreadPool::serve(unsigned long threadId, CWorkerThread& worker, bool isL
                 // A hook that fails has not said that the task may run.
             }
             dropped.Add(std::move(task));
+            // The hook may have removed the record.
+            data = m_threads.Find(threadId);
         }
     }
     return false;
 }
 
 // For a worker that looks for work. False where the task does not want to run. Expects the lock.
-bool CbThreadPool::occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, CWorkerThread& worker)
+bool CbThreadPool::occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, SThreadData& data,
+                                CWorkerThread& worker)
 {
+    unsigned int const removedBefore = m_removedCount;
     if (task->doNotRun())
     {
         return false;
     }
-    // Looked up after the hook, which may have come back into the pool.
-    ++getThreadData(threadId).running;
-    worker.Keep(threadId, std::move(task));
+    // The hook may have come back into the pool.
+    SThreadData& record = m_removedCount == removedBefore ? data : getThreadData(threadId);
+    worker.Keep(threadId, record, std::move(task));
     return true;
 }
 
@@ -544,6 +581,13 @@ CbThreadPool::SThreadData& CbThreadPool::getThreadData(unsigned long threadId)
 {
     SThreadData* const data = m_threads.Find(threadId);
     return data != nullptr ? *data : m_threads.Insert(threadId, SThreadData(m_entries));
+}
+
+// Expects the lock.
+void CbThreadPool::removeThreadData(unsigned long threadId)
+{
+    ++m_removedCount;
+    m_threads.Remove(threadId);
 }
 
 // Expects the lock.

@@ -61,6 +61,7 @@ public:
 
     /// Wraps a function in a task. Returns the task, to wait for; empty where AddTask reports false. An empty function
     /// fails the task when it runs. Raises: as AddTask.
+    /// Cost: the task's terminated event is made when it is asked or waited for first.
     CbSmartPointer<CbTask> AddFunction(std::function<void()> function, ETaskPriority priority);
 
     /// Sets the most tasks of a thread that run at the same time. Neither stops nor starts anything: queued tasks take up
@@ -143,9 +144,10 @@ private:
 
     bool createWorkerThread();
     void considerIdleWorker(CWorkerThread& worker, SDropped& dropped);
-    bool serve(unsigned long threadId, CWorkerThread& worker, bool isLimited, SDropped& dropped);
-    bool occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, CWorkerThread& worker);
+    bool serve(unsigned long threadId, SThreadData*& data, CWorkerThread& worker, bool isLimited, SDropped& dropped);
+    bool occupyWorker(CbSmartPointer<CbTask>& task, unsigned long threadId, SThreadData& data, CWorkerThread& worker);
     SThreadData& getThreadData(unsigned long threadId);
+    void removeThreadData(unsigned long threadId);
     static void takeOpenTasks(SThreadData& data, SDropped& dropped);
     void reserveIdleNodes(unsigned int count);
     bool stopWorkers(unsigned int maximum);
@@ -166,6 +168,7 @@ private:
     CbEvent m_idle;              // set as long as every worker is idle; waited on without the lock
     CbMap<unsigned long, SThreadData> m_threads;
     std::shared_ptr<TEntryPool> m_entries;
+    unsigned int m_removedCount = 0; // records that were removed
 };
 
 #endif // ORVANE_THREAD_CBTHREADPOOL_H

@@ -2,10 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <iostream>
+#include <memory>
 #include <mutex>
+#include <random>
 #include <set>
+#include <thread>
 #include <type_traits>
+#include <vector>
 
+#include "handlecount.h"
 #include "orvane/thread/pooltest.h"
 #include "support/logrecorder.h"
 #include "support/runprogram.h"
@@ -42,6 +49,7 @@ SFreshPool const s_fresh;
 
 using CbThreadPoolAddTask = CPoolTest;
 using CbThreadPoolAddFunction = CPoolTest;
+using CbThreadPoolFunctionEvent = CPoolTest;
 using CbThreadPoolLimit = CPoolTest;
 using CbThreadPoolGrowth = CPoolTest;
 using CbThreadPoolIdle = CPoolTest;
@@ -200,6 +208,121 @@ TEST_F(CbThreadPoolAddFunction, FailsTheTaskOfAnEmptyFunction)
     std::vector<Logging::SRecord> const entries = recorder.GetRecords(L"Exception");
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_NE(entries[0].text.find(L"Unknown exception in task 'CbTask'"), std::wstring::npos);
+}
+
+// ---- the terminated event of a function's task, which is made when it is needed first
+
+TEST_F(CbThreadPoolFunctionEvent, TakesNoHandleWhereNobodyWaits)
+{
+    runOne();
+    ASSERT_TRUE(becomesIdle(1));
+    unsigned int const before = kerneltest::getHandleCount();
+    std::vector<CbSmartPointer<CbTask>> tasks;
+    for (int n = 0; n < 100; ++n)
+    {
+        tasks.push_back(pool().AddFunction([] {}, Pool::eTaskPriorityNormal));
+        EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+        EXPECT_TRUE(tasks.back()->WaitUntilTerminate(0));
+    }
+    EXPECT_EQ(workerCount(), 1u);
+    EXPECT_EQ(kerneltest::getHandleCount(), before);
+}
+
+TEST_F(CbThreadPoolFunctionEvent, ReleasesWhoWaitedBeforeTheEnd)
+{
+    CGate leave;
+    CbSmartPointer<CbTask> const task = pool().AddFunction([&] { leave.Pass(); }, Pool::eTaskPriorityNormal);
+    EXPECT_FALSE(task->WaitUntilTerminate(0));
+    EXPECT_FALSE(task->WaitUntilTerminate(2));
+    CbEvent const& event = task->GetTerminatedEvent();
+    CbEvent const copy(event);
+    EXPECT_FALSE(copy.IsSet());
+    std::thread waiter([&] { EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs)); });
+    leave.Open();
+    waiter.join();
+    EXPECT_TRUE(event.IsSet());
+    EXPECT_TRUE(copy.IsSet());
+    EXPECT_EQ(&event, &task->GetTerminatedEvent());
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsSetWhereItIsAskedForAfterTheEnd)
+{
+    CbSmartPointer<CbTask> const task = pool().AddFunction([] {}, Pool::eTaskPriorityNormal);
+    ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    SetLastError(1234);
+    EXPECT_TRUE(task->WaitUntilTerminate(INFINITE));
+    EXPECT_EQ(GetLastError(), 0u);
+    CbEvent const copy(task->GetTerminatedEvent());
+    EXPECT_TRUE(copy.IsSet());
+    EXPECT_TRUE(copy.Reset());
+    EXPECT_FALSE(task->WaitUntilTerminate(0)) << "the copy is the same event";
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsResetWhenTheTaskIsAddedAgain)
+{
+    for (bool const isMade : {false, true})
+    {
+        CGate first;
+        CGate second;
+        std::atomic<int> round = 0;
+        CbSmartPointer<CbTask> const task =
+            pool().AddFunction([&] { EXPECT_TRUE((round++ == 0 ? first : second).Pass()); }, Pool::eTaskPriorityNormal);
+        if (isMade)
+        {
+            EXPECT_FALSE(task->GetTerminatedEvent().IsSet());
+        }
+        first.Open();
+        ASSERT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+        EXPECT_TRUE(task->WaitUntilTerminate(0));
+        ASSERT_TRUE(pool().AddTask(task, Pool::eTaskPriorityNormal));
+        SetLastError(1234);
+        EXPECT_FALSE(task->WaitUntilTerminate(0));
+        EXPECT_EQ(GetLastError(), 0u);
+        second.Open();
+        EXPECT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+        EXPECT_EQ(round, 2);
+    }
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsSharedWithATaskThatItIsAssignedTo)
+{
+    CGate leave;
+    CbSmartPointer<CbTask> const task = pool().AddFunction([&] { leave.Pass(); }, Pool::eTaskPriorityNormal);
+    TaskPointer const other = makeTask();
+    static_cast<CbTask&>(*other) = *task;
+    EXPECT_FALSE(other->WaitUntilTerminate(0));
+    leave.Open();
+    EXPECT_TRUE(other->WaitUntilTerminate(c_PatienceMs));
+}
+
+TEST_F(CbThreadPoolFunctionEvent, IsOneForAllThatAskWhileTheTaskEnds)
+{
+    constexpr int c_Rounds = 500;
+    constexpr int c_Askers = 3;
+    for (int round = 0; round < c_Rounds; ++round)
+    {
+        CbSmartPointer<CbTask> const task = pool().AddFunction([] {}, Pool::eTaskPriorityNormal);
+        std::array<CbEvent const*, c_Askers> events{};
+        std::vector<std::thread> askers;
+        for (CbEvent const*& event : events)
+        {
+            askers.emplace_back(
+                [&]
+                {
+                    event = &task->GetTerminatedEvent();
+                    EXPECT_EQ(event->Wait(c_PatienceMs), CbEvent::eWaitSignaled);
+                });
+        }
+        for (std::thread& asker : askers)
+        {
+            asker.join();
+        }
+        for (CbEvent const* const event : events)
+        {
+            ASSERT_EQ(event, events[0]);
+        }
+        ASSERT_TRUE(task->WaitUntilTerminate(0));
+    }
 }
 
 // ---- limits
@@ -807,7 +930,7 @@ INSTANTIATE_TEST_SUITE_P(, CbThreadPoolExit,
                          testing::Values("unused", "idle", "running", "queued", "inside", "returning", "stopped"),
                          [](auto const& tested) { return std::string(tested.param); });
 
-// ---- many tasks; ORVANE_POOL_TASKS sets how many
+// ---- many tasks; ORVANE_POOL_TASKS sets how many, ORVANE_POOL_SEED repeats the choices of a run
 
 TEST_F(CbThreadPoolStress, RunsEveryTaskOnceWhateverTheSubmitters)
 {
@@ -854,5 +977,139 @@ TEST_F(CbThreadPoolStress, RunsEveryTaskOnceWhateverTheSubmitters)
         EXPECT_EQ(done, each * submitterCount);
         EXPECT_EQ(twice, 0);
         EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    }
+}
+
+namespace
+{
+// Submits tasks of both kinds with random priorities, changes limits in between, and sees to it that each task ran once.
+class CRandomSubmitter
+{
+public:
+    CRandomSubmitter(unsigned long long seed, long long taskCount) : m_random(seed), m_taskCount(taskCount)
+    {
+    }
+
+    void Run()
+    {
+        m_threadId = GetCurrentThreadId();
+        for (long long begin = 0; begin < m_taskCount && !testing::Test::HasFatalFailure(); begin += c_Batch)
+        {
+            runBatch(std::min(c_Batch, m_taskCount - begin));
+        }
+        pool().LimitTaskCount(0);
+    }
+
+    std::atomic<unsigned long> const& GetThreadId() const
+    {
+        return m_threadId;
+    }
+
+    // Whose limits this one changes besides its own.
+    CRandomSubmitter const* neighbour = nullptr;
+
+private:
+    class CCountingTask : public CbTask
+    {
+    public:
+        std::atomic<int> runs = 0;
+
+    protected:
+        TCheckedBool run() override
+        {
+            ++runs;
+            return true;
+        }
+    };
+
+    static constexpr long long c_Batch = 512;
+    static constexpr int c_ChangeEvery = 64; // tasks, about
+    static constexpr unsigned int c_HighestLimit = 5;
+
+    unsigned int upTo(unsigned int limit)
+    {
+        return static_cast<unsigned int>(m_random() % limit);
+    }
+
+    // Never to 0: that may drop what is queued.
+    void changeALimit()
+    {
+        unsigned long const id = upTo(4) == 0 ? neighbour->GetThreadId().load() : m_threadId.load();
+        if (id != 0)
+        {
+            pool().LimitTaskCount(id, 1 + upTo(c_HighestLimit));
+        }
+    }
+
+    void runBatch(long long count)
+    {
+        std::vector<std::atomic<int>> functionRuns(static_cast<std::size_t>(count));
+        std::vector<CbSmartPointer<CbTask>> tasks;
+        std::vector<CbSmartPointer<CCountingTask>> ownTasks;
+        for (std::atomic<int>& runs : functionRuns)
+        {
+            if (upTo(c_ChangeEvery) == 0)
+            {
+                changeALimit();
+            }
+            auto const priority = static_cast<Pool::ETaskPriority>(upTo(3));
+            if (upTo(2) == 0)
+            {
+                tasks.push_back(pool().AddFunction([&runs] { ++runs; }, priority));
+                ASSERT_NE(tasks.back(), nullptr);
+            }
+            else
+            {
+                ++runs;
+                ownTasks.push_back(MakeCounted<CCountingTask>());
+                ASSERT_TRUE(pool().AddTask(ownTasks.back(), priority));
+            }
+        }
+        // All of them before any count is looked at, so that a second run could have happened.
+        for (CbSmartPointer<CbTask> const& task : tasks)
+        {
+            ASSERT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+        }
+        for (CbSmartPointer<CCountingTask> const& task : ownTasks)
+        {
+            ASSERT_TRUE(task->WaitUntilTerminate(c_PatienceMs));
+        }
+        ASSERT_TRUE(std::ranges::all_of(functionRuns, [](auto const& runs) { return runs == 1; }));
+        ASSERT_TRUE(std::ranges::all_of(ownTasks, [](auto const& task) { return task->runs == 1; }));
+    }
+
+    std::mt19937_64 m_random;
+    long long const m_taskCount;
+    std::atomic<unsigned long> m_threadId = 0;
+};
+} // namespace
+
+TEST_F(CbThreadPoolStress, RunsEveryTaskOnceWhileLimitsChange)
+{
+    constexpr std::size_t c_Submitters = 4;
+    long long const total = kerneltest::getNumber("ORVANE_POOL_TASKS", 40'000);
+    long long const seed = kerneltest::getNumber("ORVANE_POOL_SEED", std::random_device()());
+    std::cout << "ORVANE_POOL_SEED=" << seed << " ORVANE_POOL_TASKS=" << total << '\n';
+    std::vector<std::unique_ptr<CRandomSubmitter>> submitters;
+    for (std::size_t n = 0; n < c_Submitters; ++n)
+    {
+        submitters.push_back(std::make_unique<CRandomSubmitter>(static_cast<unsigned long long>(seed) + n,
+                                                                total / static_cast<long long>(c_Submitters)));
+    }
+    std::vector<std::thread> threads;
+    for (std::size_t n = 0; n < c_Submitters; ++n)
+    {
+        submitters[n]->neighbour = submitters[(n + 1) % c_Submitters].get();
+        threads.emplace_back([&submitter = *submitters[n]] { submitter.Run(); });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    // A neighbour may have been quicker with its last change than a submitter with its farewell.
+    for (auto const& submitter : submitters)
+    {
+        pool().LimitTaskCount(submitter->GetThreadId(), 0);
     }
 }
