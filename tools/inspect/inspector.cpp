@@ -203,17 +203,17 @@ void CInspector::showValue(EItem kind, SRange& range)
 template <class T>
 void CInspector::showNumber(EItem kind, SRange& range)
 {
+    T value{};
     showRead(kind, range,
-             [this](CReader& reader)
+             [&value](CReader& reader)
              {
-                 T value{};
                  reader >> value;
-                 if constexpr (std::is_integral_v<T>)
-                 {
-                     m_lastNumber = static_cast<unsigned __int64>(value);
-                 }
                  return CbVariant(value).ToJson();
              });
+    if constexpr (std::is_integral_v<T>)
+    {
+        m_lastNumber = static_cast<unsigned __int64>(value);
+    }
 }
 
 template <class TReadText>

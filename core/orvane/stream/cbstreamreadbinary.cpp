@@ -1,9 +1,11 @@
 #include "orvane/stream/cbstreamreadbinary.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/exception/raisesite.h"
@@ -45,13 +47,13 @@ public:
         while (offset < length && isComplete)
         {
             step = std::min(step, length - offset);
-            m_large.resize(static_cast<std::size_t>(offset + step));
+            enlarge(static_cast<std::size_t>(offset), static_cast<std::size_t>(offset + step));
             unsigned __int64 const size = step * sizeof(TUnit);
-            isComplete = stream.read(m_large.data() + offset, size) == size;
+            isComplete = stream.read(m_large.get() + offset, size) == size;
             offset += step;
             step *= 2;
         }
-        m_text = upToNul(m_large.data(), m_large.size());
+        m_text = upToNul(m_large.get(), static_cast<std::size_t>(offset));
     }
 
     CTextBody(CTextBody const&) = delete;
@@ -63,6 +65,26 @@ public:
     }
 
 private:
+    struct SFree
+    {
+        void operator()(TUnit* units) const noexcept
+        {
+            std::free(units);
+        }
+    };
+
+    // The system has zeros at hand: what does not arrive is never touched.
+    void enlarge(std::size_t count, std::size_t enlarged)
+    {
+        std::unique_ptr<TUnit[], SFree> larger(static_cast<TUnit*>(std::calloc(enlarged, sizeof(TUnit))));
+        if (larger == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+        std::copy_n(m_large.get(), count, larger.get());
+        m_large = std::move(larger);
+    }
+
     static std::basic_string_view<TUnit> upToNul(TUnit const* units, std::size_t count)
     {
         TUnit const* const end = std::char_traits<TUnit>::find(units, count, TUnit());
@@ -70,7 +92,7 @@ private:
     }
 
     TUnit m_small[c_SmallText];
-    std::vector<TUnit> m_large;
+    std::unique_ptr<TUnit[], SFree> m_large;
     std::basic_string_view<TUnit> m_text;
 };
 
