@@ -424,7 +424,7 @@ private:
         {
             return;
         }
-        unsigned __int64 const wanted = 2 * c_BucketsPerEntry * static_cast<unsigned __int64>(m_count);
+        unsigned __int64 const wanted = static_cast<unsigned __int64>(m_count) * 2 * c_BucketsPerEntry;
         auto const bucketCount =
             static_cast<unsigned int>(std::min<unsigned __int64>(std::bit_floor(wanted), c_MaximumBucketCount));
         std::unique_ptr<TAssociation*[]> buckets(new (std::nothrow) TAssociation*[bucketCount]());
