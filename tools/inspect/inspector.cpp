@@ -45,6 +45,12 @@ public:
         return m_isCut;
     }
 
+    /// Reads the marker and the length of a wide text, in units.
+    unsigned __int64 ReadWideLength()
+    {
+        return readStringLengthW();
+    }
+
     std::size_t GetSize() const
     {
         return static_cast<std::size_t>(GetBytesRead());
@@ -276,10 +282,14 @@ void CInspector::showChunk(SRange& range)
 
 void CInspector::showPayload(std::string const& name, SRange range)
 {
-    auto const known = m_classes.find(name);
-    if (known == m_classes.end() || m_depth > c_Deepest)
+    if (m_depth > c_Deepest)
     {
-        return m_depth > c_Deepest ? showBytes(range) : guess(range);
+        return showBytes(range);
+    }
+    auto const known = m_classes.find(name);
+    if (known == m_classes.end())
+    {
+        return guess(range);
     }
     unsigned __int64 const lastNumber = m_lastNumber;
     unsigned int const depth = m_depth;
@@ -358,15 +368,18 @@ std::optional<EItem> CInspector::findValue(SRange const& range) const
 // What begins with the marker of a wide text.
 std::optional<EItem> CInspector::findMarked(SRange const& range) const
 {
-    CReader reader(m_data, range);
     try
     {
-        CStringW name;
-        reader >> name;
-        if (reader.IsCut())
+        // The length first: a file may be full of texts that are longer than what is left.
+        CReader head(m_data, range);
+        unsigned __int64 const length = head.ReadWideLength();
+        if (length > (range.end - range.position - head.GetSize()) / sizeof(char16_t))
         {
             return std::nullopt;
         }
+        CReader reader(m_data, range);
+        CStringW name;
+        reader >> name;
         unsigned __int64 size = 0;
         bool const isName = !name.IsEmpty() && std::all_of(name.GetString(), name.GetString() + name.GetLength(),
                                                            [](wchar_t c) { return c >= L' ' && c <= L'~'; });

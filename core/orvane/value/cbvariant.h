@@ -816,8 +816,8 @@ private:
 
     [[noreturn]] static void refuse(unsigned int line, char const* function);
 
-    // A text object's block comes from the C heap itself: the standard operators in between would take a tenth of the
-    // time of a copy.
+    // A text object's block comes from the C heap itself: a copy takes two blocks, and the standard operators in between
+    // show in its time (docs/benchmarks.md).
     template <class TText, class... TArguments>
     static TText* makeText(TArguments&&... arguments)
     {
