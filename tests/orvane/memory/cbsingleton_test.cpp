@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <latch>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -243,29 +242,35 @@ TEST_F(CbSingletonInstance, IsMadeAtTheFirstRequestAndStays)
     EXPECT_THAT(reports(), ElementsAre(Pair(Singleton::eInstanceCreated, L"Singleton instance 'CMadeOnce': created.")));
 }
 
+// Its constructor lasts until all who race stand at the gate, and then long enough for them to come to the lock.
 class CRaced
 {
 public:
+    static constexpr int c_Threads = 16;
+
     CRaced()
     {
         ++s_made;
+        for (int more = 1'000; s_asking < c_Threads || more > 0; more -= s_asking < c_Threads ? 0 : 1)
+        {
+            std::this_thread::yield();
+        }
     }
 
+    static inline std::atomic<int> s_asking = 0;
     static inline std::atomic<int> s_made = 0;
 };
 
 TEST_F(CbSingletonInstance, IsOneForSixteenThreadsThatRaceForIt)
 {
-    constexpr std::size_t c_Threads = 16;
-    std::latch gate(c_Threads);
-    std::vector<CRaced*> seen(c_Threads);
+    std::vector<CRaced*> seen(CRaced::c_Threads);
     std::vector<std::thread> threads;
     for (CRaced*& place : seen)
     {
         threads.emplace_back(
-            [&gate, &place]
+            [&place]
             {
-                gate.arrive_and_wait();
+                ++CRaced::s_asking;
                 place = &CbSingleton<CRaced>::GetInstance();
             });
     }
@@ -275,7 +280,7 @@ TEST_F(CbSingletonInstance, IsOneForSixteenThreadsThatRaceForIt)
     }
 
     EXPECT_EQ(CRaced::s_made, 1);
-    EXPECT_EQ(std::count(seen.begin(), seen.end(), &CbSingleton<CRaced>::GetInstance()), 16);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), &CbSingleton<CRaced>::GetInstance()), CRaced::c_Threads);
     EXPECT_THAT(reports(), ElementsAre(Pair(Singleton::eInstanceCreated, L"Singleton instance 'CRaced': created.")));
 }
 
