@@ -17,8 +17,8 @@ namespace Logging
 // Lines as text (standard error, file) are UTF-8 and read
 //     2024-02-29 12:00:00.123 warning [Thread] 4711 cbthreadinfo:98 CbThreadInfo::Warn: the text
 // with the local time and the thread's id; file and function are left out where there are none. Line breaks at the end
-// of a text are dropped, further lines are indented, and control characters are written as \xNN: one record stays
-// visibly one record.
+// of a text are dropped, further lines are indented, and control characters, in names line breaks too, are written as
+// \xNN: one record stays visibly one record.
 
 /// The sink that is there from the beginning: standard error, eLevelWarn and above. Hand it to RemoveSink for silence.
 ORVANE_LOGGING_API std::shared_ptr<ISink> GetDefaultSink();

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include "logging/loggingtest.h"
+#include "mfc/cstringt.h"
 #include "support/runprogram.h"
 #include "support/temporaryfolder.h"
 
@@ -235,6 +236,29 @@ TEST_F(RotatingFileSink, SpellsOutControlCharacters)
     make()->Write(recordOf(std::wstring(L"a\x1B[31m\tb\rc\x9B\x7F\0d", 14)));
 
     EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith(": a\\x1B[31m\tb\\x0Dc\\x9B\\x7F\\x00d")));
+}
+
+TEST_F(RotatingFileSink, SpellsOutControlCharactersAndLineBreaksInNames)
+{
+    make()->Write({L"Lo\ngger\x1B", Logging::eLevelError, "fi\nle\x1B[31m", 7, "fun\r\nction\x7F", L"text", 4711});
+
+    EXPECT_THAT(linesOf(readFile(file())),
+                ElementsAre(EndsWith("[Lo\\x0Agger\\x1B] 4711 fi\\x0Ale\\x1B[31m:7 fun\\x0D\\x0Action\\x7F: text")));
+}
+
+TEST_F(RotatingFileSink, TakesNamesFromTheAnsiCodePage)
+{
+    const std::wstring name = L"Gr\u00F6\u00DFe";
+    const CStringA ansi(name.c_str());
+    if (CStringW(ansi) != name.c_str())
+    {
+        GTEST_SKIP() << "the ANSI code page has no such letters";
+    }
+    make()->Write({L"Sink", Logging::eLevelError, ansi.GetString(), 7, ansi.GetString(), L"text", 4711});
+
+    EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith("Gr\xC3\xB6\xC3\x9F"
+                                                                "e:7 Gr\xC3\xB6\xC3\x9F"
+                                                                "e: text")));
 }
 
 TEST_F(RotatingFileSink, KeepsPercentAndBraces)

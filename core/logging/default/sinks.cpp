@@ -1,5 +1,6 @@
 #include "logging/sinks.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
@@ -8,6 +9,7 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 
 #include "logging/default/minimumsink.h"
+#include "mfc/cstringt.h"
 #include "platform/utf8.h"
 
 // The sinks of spdlog are used by themselves, without its registry of loggers: that one is a static object, gone when
@@ -51,10 +53,46 @@ bool isControl(unsigned long codePoint)
     return (codePoint < 0x20 && codePoint != '\t') || (codePoint >= 0x7F && codePoint < 0xA0);
 }
 
+void appendCharacter(std::string& out, unsigned long codePoint)
+{
+    constexpr char c_Digits[] = "0123456789ABCDEF";
+    if (isControl(codePoint))
+    {
+        out += "\\x";
+        out += c_Digits[codePoint >> 4];
+        out += c_Digits[codePoint & 0xF];
+    }
+    else
+    {
+        Utf8::appendUtf8(out, static_cast<char32_t>(codePoint));
+    }
+}
+
+// A name as it is shown: UTF-8 in one line, control characters spelt out.
+void appendName(std::string& out, std::wstring_view name)
+{
+    while (!name.empty())
+    {
+        appendCharacter(out, takeCodePoint(name));
+    }
+}
+
+// The same for a name in the ANSI code page.
+void appendName(std::string& out, const std::string& name)
+{
+    const bool isPlain = std::all_of(name.begin(), name.end(), [](char unit) { return ' ' <= unit && unit <= '~'; });
+    if (isPlain)
+    {
+        out += name;
+        return;
+    }
+    const CStringW wide(name.c_str());
+    appendName(out, std::wstring_view(wide.GetString(), static_cast<std::size_t>(wide.GetLength())));
+}
+
 // A text as it is shown: UTF-8, no line breaks at the end, further lines indented, control characters spelt out.
 void appendShown(std::string& out, std::wstring_view text)
 {
-    constexpr char c_Digits[] = "0123456789ABCDEF";
     while (!text.empty() && isLineBreak(text.back()))
     {
         text.remove_suffix(1);
@@ -70,17 +108,9 @@ void appendShown(std::string& out, std::wstring_view text)
         {
             out += spdlog::details::os::default_eol;
             out += "    ";
+            continue;
         }
-        else if (isControl(codePoint))
-        {
-            out += "\\x";
-            out += c_Digits[codePoint >> 4];
-            out += c_Digits[codePoint & 0xF];
-        }
-        else
-        {
-            Utf8::appendUtf8(out, static_cast<char32_t>(codePoint));
-        }
+        appendCharacter(out, codePoint);
     }
 }
 
@@ -90,14 +120,14 @@ std::string shown(const SRecord& record)
     out.reserve(record.file.size() + record.function.size() + record.text.size() + 32);
     if (!record.file.empty())
     {
-        out += record.file;
+        appendName(out, record.file);
         out += ':';
         out += std::to_string(record.line);
         out += record.function.empty() ? ": " : " ";
     }
     if (!record.function.empty())
     {
-        out += record.function;
+        appendName(out, record.function);
         out += ": ";
     }
     appendShown(out, record.text);
@@ -122,7 +152,7 @@ spdlog::level::level_enum levelOf(const SRecord& record)
 void writeTo(spdlog::sinks::sink& sink, const SRecord& record)
 {
     std::string logger;
-    appendShown(logger, record.logger);
+    appendName(logger, record.logger);
     const std::string text = shown(record);
     spdlog::details::log_msg message(logger, levelOf(record), text);
     message.thread_id = record.threadId;
