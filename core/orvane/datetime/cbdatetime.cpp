@@ -10,7 +10,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbdatetime";
+CB_RAISING_FILE("cbdatetime");
 
 constexpr unsigned int c_Version = 0;
 constexpr unsigned __int64 c_TicksAMillisecond = 10'000;

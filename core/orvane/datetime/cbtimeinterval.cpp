@@ -9,7 +9,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbtimeinterval";
+CB_RAISING_FILE("cbtimeinterval");
 
 constexpr __int64 c_Day = 86'400'000;
 // Milliseconds per unit, in the order of CbTimeInterval::EResolution.

@@ -6,6 +6,7 @@
 namespace
 {
 Logging::CLogger const s_logger(L"Condition");
+Logging::CLogger const s_exceptionLogger(L"Exception"); // as every file that raises
 } // namespace
 
 void Condition::HandleUnfulfilledCondition(char const* file, unsigned int line, char const* function,

@@ -10,7 +10,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbarray_serializer";
+CB_RAISING_FILE("cbarray_serializer");
 
 constexpr unsigned int c_Marker = 0xFFFFFFFF; // where the older form has its count
 constexpr unsigned int c_Version = 1;

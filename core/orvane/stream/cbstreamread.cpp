@@ -5,7 +5,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbstreamread";
+CB_RAISING_FILE("cbstreamread");
 } // namespace
 
 CbStreamRead::~CbStreamRead() = default;

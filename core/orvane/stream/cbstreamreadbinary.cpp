@@ -15,7 +15,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbstreamreadbinary";
+CB_RAISING_FILE("cbstreamreadbinary");
 
 constexpr unsigned __int64 c_SmallText = 512;      // units that are read on the stack
 constexpr unsigned __int64 c_FirstStep = 1u << 20; // bytes of a text body that are taken on its length's word

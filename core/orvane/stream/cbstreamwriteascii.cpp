@@ -15,7 +15,7 @@
 
 namespace
 {
-constexpr char c_SourceFile[] = "cbstreamwriteascii";
+CB_RAISING_FILE("cbstreamwriteascii");
 
 // The function text of a formatting failure: the same with every compiler.
 template <class C>

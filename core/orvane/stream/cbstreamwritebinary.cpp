@@ -19,7 +19,7 @@ static_assert(sizeof(int) == 4 && sizeof(short) == 2 && sizeof(float) == 4 && si
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbstreamwritebinary";
+CB_RAISING_FILE("cbstreamwritebinary");
 
 // Wide text up to this length is encoded on the stack.
 constexpr std::size_t c_SmallText = 512;

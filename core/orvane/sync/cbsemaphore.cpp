@@ -8,7 +8,7 @@
 
 namespace
 {
-constexpr char c_SourceFile[] = "cbsemaphore";
+CB_RAISING_FILE("cbsemaphore");
 
 // What the platform cannot count becomes what it refuses, instead of another number.
 LONG countForPlatform(unsigned long count)

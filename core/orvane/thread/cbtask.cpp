@@ -7,7 +7,7 @@
 
 namespace
 {
-constexpr char c_SourceFile[] = "cbtask";
+CB_RAISING_FILE("cbtask");
 constexpr unsigned int c_LineOther = 62; // published
 
 // Runs one step of a task where the one before succeeded. `report` receives the exception that came out of it.

@@ -14,7 +14,7 @@ template class CbSingleton<CbThreadPool>;
 
 namespace
 {
-constexpr char c_SourceFile[] = "cbthreadpool";
+CB_RAISING_FILE("cbthreadpool");
 constexpr unsigned int c_LinePriority = 807; // published
 
 constexpr unsigned int c_ShuttingDown = 1; // of the pool's flags: no task is taken

@@ -9,7 +9,7 @@ template class CbThread<CbThreadRunTasks, CbThreadPolicyMFC>;
 
 namespace
 {
-constexpr char c_SourceFile[] = "cbthreadruntasks";
+CB_RAISING_FILE("cbthreadruntasks");
 constexpr unsigned int c_LineNullTask = 64; // published
 
 constexpr unsigned int c_BlockSize = 10; // of the queue's nodes

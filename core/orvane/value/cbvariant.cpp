@@ -11,7 +11,7 @@
 
 namespace
 {
-constexpr char const* c_SourceFile = "cbvariant";
+CB_RAISING_FILE("cbvariant");
 
 constexpr unsigned int c_Version = 0;
 

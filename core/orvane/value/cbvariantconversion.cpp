@@ -10,7 +10,7 @@
 namespace
 {
 // The class's own file, whatever part of it stands here.
-constexpr char const* c_SourceFile = "cbvariant";
+CB_RAISING_FILE("cbvariant");
 
 // Room for any double by "%f": 309 digits, a sign, a radix mark and six digits more.
 constexpr std::size_t c_RealText = 512;

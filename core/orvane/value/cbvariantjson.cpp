@@ -12,7 +12,7 @@
 namespace
 {
 // The class's own file, whatever part of it stands here.
-constexpr char const* c_SourceFile = "cbvariant";
+CB_RAISING_FILE("cbvariant");
 
 constexpr char c_Digits[] = "0123456789abcdef";
 

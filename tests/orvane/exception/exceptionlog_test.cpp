@@ -581,10 +581,10 @@ TEST_F(ExceptionLogLoggers, ForEntriesAreMadeAtStartUpAndNeverAgain)
     EXPECT_EQ(Logging::CLogger::GetInstanceCount(L"Exception"), before);
 }
 
-TEST_F(ExceptionLogLoggers, ForEntriesAreAtLeastOneForEachFileThatLogsThem)
+TEST_F(ExceptionLogLoggers, ForEntriesAreOneForEachFileThatLogsThemOrRaises)
 {
-    // cbexception and the four light kinds.
-    EXPECT_GE(Logging::CLogger::GetInstanceCount(L"Exception"), 5u);
+    // cbexception and the four light kinds log; condition, and fourteen files with CB_RAISING_FILE, raise.
+    EXPECT_EQ(Logging::CLogger::GetInstanceCount(L"Exception"), 20u);
 }
 
 // ---- failures of the log
