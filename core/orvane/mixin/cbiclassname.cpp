@@ -1,14 +1,27 @@
 #include "orvane/mixin/cbiclassname.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "orvane/stream/cbstreamread.h"
 #include "orvane/stream/cbstreamwrite.h"
+#include "orvane/text/utf16.h"
 
 namespace
 {
 constexpr unsigned __int64 c_Base = 16;
 constexpr unsigned __int64 c_BytesPerCharacter = 2; // in both widths
+
+std::size_t countCharacters(CStringA const& name)
+{
+    return static_cast<std::size_t>(name.GetLength());
+}
+
+// In UTF-16, so that the figure is the same on every target.
+std::size_t countCharacters(CStringW const& name)
+{
+    return Utf16::CountUnits(name.GetString(), static_cast<std::size_t>(name.GetLength()));
+}
 } // namespace
 
 template <class String>
@@ -36,7 +49,7 @@ CbIClassName<0, String>::~CbIClassName() = default;
 template <class String>
 unsigned __int64 CbIClassName<0, String>::GetMemoryUsage() const
 {
-    return c_Base + c_BytesPerCharacter * static_cast<unsigned __int64>(m_name.GetLength());
+    return c_Base + c_BytesPerCharacter * countCharacters(m_name);
 }
 
 template <class String>

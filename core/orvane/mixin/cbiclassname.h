@@ -34,7 +34,8 @@ public:
     CbIClassName& operator=(CbIClassName const& other);
     virtual ~CbIClassName();
 
-    /// What the name counts for in memory: 16 and two bytes a character in both widths; callers add these figures up.
+    /// What the name counts for in memory: 16 and two bytes a character in both widths, wide ones counted in
+    /// UTF-16; callers add these figures up.
     virtual unsigned __int64 GetMemoryUsage() const;
 
     String const& GetName() const;

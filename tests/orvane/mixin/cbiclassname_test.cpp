@@ -108,6 +108,7 @@ TEST(CbIClassNameMemoryUsage, Is16AndTwoBytesACharacterInBothWidths)
     EXPECT_EQ(NameW().GetMemoryUsage(), 16u);
     EXPECT_EQ(OpenA("abcd").GetMemoryUsage(), 24u);
     EXPECT_EQ(OpenW(L"abcd").GetMemoryUsage(), 24u);
+    EXPECT_EQ(NameW(L"\U0001F600").GetMemoryUsage(), 20u);
 }
 
 TEST(CbIClassNameMemoryUsage, IsAskedOfTheObjectsOwnClass)
