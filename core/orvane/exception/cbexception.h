@@ -39,7 +39,10 @@ public:
     ~CbException() override;
 
     /// A copy made by the clone function of the registered class of this object's name, so of the same dynamic kind;
-    /// it shares the history. Empty where that class has no clone function.
+    /// it shares the history. Empty where that class has no clone function. A class without a record of its own is cloned
+    /// as the nearest one above it that has one.
+    /// Raises: std::bad_cast where an older record of the same name belongs to another class. So do the constructors that
+    /// take a cause, which they clone.
     std::unique_ptr<IException> Clone() const override;
 
     char const* GetFilename() const override;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <thread>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/exception/cbexceptionunknownextension.h"
 #include "orvane/exception/testkinds.h"
+#include "orvane/object/classrecord.h"
 #include "platform/platform.h"
 #include "support/layout.h"
 #include "support/logrecorder.h"
@@ -518,6 +520,32 @@ TEST_F(CbExceptionClone, OfAClassWithoutARecordIsOfTheNextOneThatHasIt)
 
     ASSERT_NE(clone, nullptr);
     EXPECT_EQ(typeid(*clone), typeid(CbException));
+}
+
+TEST_F(CbExceptionClone, RaisesBadCastWhereAnOlderRecordOfTheNameIsAnotherClasss)
+{
+    // A second class that takes the name of one that is there already: what a second module may do.
+    class CNamesake : public CbException
+    {
+    public:
+        explicit CNamesake(CbRTTI const& record) : CbException("alpha", 7, "function", record), m_record(&record)
+        {
+        }
+
+        CbRTTI const& GetRTTI() const override
+        {
+            return *m_record;
+        }
+
+    private:
+        CbRTTI const* m_record;
+    };
+
+    CbRTTI const younger(L"CbExceptionClient", CbException::RTTI, nullptr, &Factory::Clone<CNamesake>);
+    CNamesake const original(younger);
+
+    EXPECT_THROW(static_cast<void>(original.Clone()), std::bad_cast);
+    EXPECT_THROW(CbException("outer", 8, "function", original), std::bad_cast);
 }
 
 // ---- threads
