@@ -278,12 +278,31 @@ ThreadRecord* makeRecord() noexcept
     return record;
 }
 
-// The record of a thread that is known by its id. s_recordLock is held.
+void addReference(KernelObject& object) noexcept
+{
+    Locked held(object);
+    ++held.object().references;
+}
+
+// False for an object that has no reference left and is on its way out.
+bool tryAddReference(KernelObject& object) noexcept
+{
+    Locked held(object);
+    if (held.object().references == 0)
+    {
+        return false;
+    }
+    ++held.object().references;
+    return true;
+}
+
+// The record of a thread that is known by its id, with a reference for the caller. s_recordLock is held.
 ThreadRecord* findRecord(pid_t id) noexcept
 {
     for (ThreadRecord* record = s_firstRecord; record != nullptr; record = record->next)
     {
-        if (record->id.load(std::memory_order_relaxed) == id)
+        // A record leaves the list before its object can be used again, so the object is this record's, or ended.
+        if (record->id.load(std::memory_order_relaxed) == id && tryAddReference(*record->object))
         {
             return record;
         }
@@ -291,10 +310,36 @@ ThreadRecord* findRecord(pid_t id) noexcept
     return nullptr;
 }
 
-void addReference(KernelObject& object) noexcept
+// The record of a thread that the layer did not start, with a reference for the caller; made where there is none. Null
+// without memory.
+ThreadRecord* findOrMakeRecord(pid_t id) noexcept
 {
-    Locked held(object);
-    ++held.object().references;
+    s_recordLock.lock();
+    ThreadRecord* found = findRecord(id);
+    s_recordLock.unlock();
+    if (found != nullptr)
+    {
+        return found;
+    }
+    ThreadRecord* const made = makeRecord();
+    if (made == nullptr)
+    {
+        return nullptr;
+    }
+    made->id.store(id, std::memory_order_relaxed);
+    s_recordLock.lock();
+    found = findRecord(id); // another thread may have been faster
+    if (found == nullptr)
+    {
+        insertRecord(*made);
+    }
+    s_recordLock.unlock();
+    if (found == nullptr)
+    {
+        return made;
+    }
+    releaseReference(*made->object);
+    return found;
 }
 
 // The calling thread's own record, which the thread holds a reference to until its end; null without memory.
@@ -304,26 +349,11 @@ ThreadRecord* ownRecord() noexcept
     if (own.thread == nullptr)
     {
         NoSuspend const guard;
-        pid_t const id = static_cast<pid_t>(GetCurrentThreadId());
-        s_recordLock.lock();
-        ThreadRecord* record = findRecord(id);
-        if (record != nullptr)
-        {
-            // Somebody opened this thread before it was seen here.
-            addReference(*record->object);
-        }
-        s_recordLock.unlock();
+        // Somebody may have opened this thread before it was seen here.
+        ThreadRecord* const record = findOrMakeRecord(static_cast<pid_t>(GetCurrentThreadId()));
         if (record == nullptr)
         {
-            record = makeRecord();
-            if (record == nullptr)
-            {
-                return nullptr;
-            }
-            record->id.store(id, std::memory_order_relaxed);
-            s_recordLock.lock();
-            insertRecord(*record);
-            s_recordLock.unlock();
+            return nullptr;
         }
         record->pthread = pthread_self();
         own.thread = record;
@@ -1142,10 +1172,6 @@ HANDLE OpenThread(DWORD access, BOOL, DWORD id) noexcept
     pid_t const wanted = static_cast<pid_t>(id);
     s_recordLock.lock();
     ThreadRecord* record = id != 0 ? findRecord(wanted) : nullptr;
-    if (record != nullptr)
-    {
-        addReference(*record->object);
-    }
     s_recordLock.unlock();
     if (record != nullptr)
     {
@@ -1172,14 +1198,7 @@ HANDLE OpenThread(DWORD access, BOOL, DWORD id) noexcept
     }
     else
     {
-        record = makeRecord();
-        if (record != nullptr)
-        {
-            record->id.store(wanted, std::memory_order_relaxed);
-            s_recordLock.lock();
-            insertRecord(*record);
-            s_recordLock.unlock();
-        }
+        record = findOrMakeRecord(wanted);
     }
     if (record == nullptr)
     {

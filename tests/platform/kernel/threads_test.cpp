@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <future>
 #include <memory>
 #include <set>
 #include <thread>
@@ -559,6 +560,142 @@ TEST(OpenThread, FailsWith87ForAnIdOfNoThread)
 {
     EXPECT_FAILS(OpenThread(0x00100000, FALSE, 0), nullptr, 87);
     EXPECT_FAILS(OpenThread(0x00100000, FALSE, 0xFFFFFFF0), nullptr, 87);
+}
+
+namespace
+{
+// Threads that no call of the kernel's has seen, until the end of the scope.
+class CStrangers
+{
+public:
+    explicit CStrangers(int count)
+    {
+        const std::shared_future<void> leave = m_leave.get_future().share();
+        for (int n = 0; n < count; ++n)
+        {
+            m_threads.emplace_back([leave] { leave.wait(); });
+        }
+    }
+
+    CStrangers(CStrangers const&) = delete;
+    CStrangers& operator=(CStrangers const&) = delete;
+
+    ~CStrangers()
+    {
+        m_leave.set_value();
+        for (std::thread& thread : m_threads)
+        {
+            thread.join();
+        }
+    }
+
+private:
+    std::promise<void> m_leave;
+    std::vector<std::thread> m_threads;
+};
+
+// Opens and closes each thread that there still is, as who looks for the oldest one does. Returns how many handles were
+// not those of the thread.
+int openEachThread(std::vector<DWORD> const& ids)
+{
+    int wrong = 0;
+    for (const DWORD id : ids)
+    {
+        const HANDLE thread = OpenThread(0x0040, FALSE, id);
+        wrong += thread == nullptr || (GetThreadId(thread) == id && CloseHandle(thread)) ? 0 : 1;
+    }
+    return wrong;
+}
+} // namespace
+
+TEST(OpenThreadStress, ThreadsThatOpenAndCloseTheSameThreadLeaveOtherObjectsAlone)
+{
+    constexpr int c_Rounds = 5'000 * c_Pace;
+    const CStrangers stranger(1);
+    std::vector<DWORD> ids = listOwnThreads();
+    std::erase(ids, GetCurrentThreadId());
+    std::atomic<int> wrong = 0;
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> openers;
+    for (int n = 0; n < 3; ++n)
+    {
+        openers.emplace_back(
+            [&]
+            {
+                for (int round = 0; round < c_Rounds && wrong == 0; ++round)
+                {
+                    wrong += openEachThread(ids);
+                }
+            });
+    }
+    // A handle that came to name a freed thread's object would name one of these next.
+    std::thread maker(
+        [&]
+        {
+            while (!isOver)
+            {
+                const CHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+                const CHandle semaphore(CreateSemaphoreW(nullptr, 1, 1, nullptr));
+                wrong += SetEvent(event) && look(event) == WAIT_OBJECT_0 ? 0 : 1;
+                wrong += look(semaphore) == WAIT_OBJECT_0 && look(semaphore) == WAIT_TIMEOUT ? 0 : 1;
+            }
+        });
+    for (std::thread& opener : openers)
+    {
+        opener.join();
+    }
+    isOver = true;
+    maker.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(OpenThreadStress, ThreadsThatOpenAnUnknownThreadTogetherGetTheSameObject)
+{
+    constexpr int c_Openers = 4;
+    constexpr int c_Rounds = 200 * c_Pace;
+    const CStrangers stranger(1);
+    std::vector<DWORD> ids = listOwnThreads();
+    std::erase(ids, GetCurrentThreadId());
+    ASSERT_EQ(ids.size(), 1u);
+    std::array<HANDLE, c_Openers> opened{};
+    CStartingLine line(c_Openers + 1);
+    std::vector<std::thread> openers;
+    for (HANDLE& handle : opened)
+    {
+        openers.emplace_back(
+            [&]
+            {
+                for (int round = 0; round < c_Rounds; ++round)
+                {
+                    line.Meet();
+                    handle = OpenThread(0x0060, FALSE, ids[0]); // to ask it and to set it
+                    line.Meet();
+                    line.Meet();
+                    CloseHandle(handle);
+                    line.Meet();
+                }
+            });
+    }
+    int wrong = 0;
+    for (int round = 0; round < c_Rounds; ++round)
+    {
+        line.Meet();
+        line.Meet();
+        // What is set through one handle shows through the others.
+        const int priority = round % 2 == 0 ? THREAD_PRIORITY_LOWEST : THREAD_PRIORITY_BELOW_NORMAL;
+        wrong += SetThreadPriority(opened[0], priority) ? 0 : 1;
+        for (const HANDLE handle : opened)
+        {
+            wrong += GetThreadPriority(handle) == priority ? 0 : 1;
+        }
+        line.Meet();
+        line.Meet();
+    }
+    for (std::thread& opener : openers)
+    {
+        opener.join();
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(ThreadTimes, GrowWithTheThreadsStarts)
