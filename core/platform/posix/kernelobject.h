@@ -321,8 +321,6 @@ ObjectRef findObject(HANDLE handle) noexcept;
 /// The thread object that a pseudo handle names for the calling thread; empty for any other value.
 ObjectRef findPseudoHandle(HANDLE handle) noexcept;
 
-/// Sets the last error and returns false.
-
 // ---- named objects
 
 /// Opens or makes the named object; sets the last error to 0, 183, or the failure's.

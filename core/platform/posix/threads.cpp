@@ -476,6 +476,11 @@ bool isInLibrary(void const* context) noexcept
 // The end of a thread that another one ends. Not through the C library: that would unwind frames which may not be unwound.
 [[noreturn]] void die(ThreadRecord& record) noexcept
 {
+    // For good: who ends this thread goes on asking, and a request that came while it holds a lock here would want to begin
+    // its end again.
+    std::atomic<unsigned int>& depth = stopState().depth;
+    depth.store(depth.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     if (Parking* const own = existingParking(); own != nullptr)
     {
         if (own->operation != nullptr)

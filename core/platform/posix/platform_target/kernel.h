@@ -1,7 +1,8 @@
 // Kernel objects: handles, events, mutexes, semaphores, and the waits on them.
 //
 // Each call has the meaning that Windows documents. Any handle that does not stand for an object of the kind that a call
-// wants (null, closed, stale, never given out) fails with the last error 6 and does no harm.
+// wants (null, closed, stale, never given out) fails with the last error 6 and does no harm. A stale handle stays one until its
+// place among the objects has been used 65,536 times more; then the place has a handle of the same value again.
 
 #ifndef ORVANE_PLATFORM_POSIX_KERNEL_H
 #define ORVANE_PLATFORM_POSIX_KERNEL_H

@@ -51,7 +51,8 @@ ORVANE_PLATFORM_API DWORD ResumeThread(HANDLE thread) noexcept;
 
 /// Ends a thread where it stands, without unwinding: its mutexes are abandoned, its handle is signalled, its exit code is
 /// `exitCode`. When the call returns the thread is gone. A thread inside the C library is given a tenth of a second to
-/// leave it first, since it may hold the allocator's lock. Its stack is not given back.
+/// leave it first, since it may hold the allocator's lock. Its stack is not given back. The call lasts as long as the thread
+/// blocks the signal that the layer uses.
 /// Reports: FALSE with the last error 5 for a thread that has ended.
 ORVANE_PLATFORM_API BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept;
 

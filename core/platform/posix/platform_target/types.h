@@ -58,7 +58,7 @@ struct SYSTEMTIME
     WORD wMilliseconds;
 };
 
-/// A recursive lock. All zero is a free one. Only RecursionCount is for reading; the rest belongs to the lock's calls.
+/// A recursive lock. All zero is a free one. RecursionCount and OwningThread are for reading; the rest belongs to the lock.
 struct CRITICAL_SECTION
 {
     void* DebugInfo;

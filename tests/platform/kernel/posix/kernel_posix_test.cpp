@@ -50,7 +50,7 @@ std::wstring makeName(char const* what)
 }
 } // namespace
 
-TEST(StaleHandle, FailsHoweverManyHandlesWereMadeAfterIt)
+TEST(StaleHandle, FailsWhileItsPlaceIsUsedAThousandTimes)
 {
     CHandle first = makeEvent(eManual, true);
     const HANDLE stale = first;
