@@ -30,6 +30,12 @@ TEST(CTimeZone, TakesDaylightSavingTimeAsTold)
     EXPECT_EQ(CTime(2024, 11, 3, 1, 30, 0, 1).GetTime(), 1'730'611'800);
 }
 
+TEST(CTimeZone, TakesALeftOutHourAsTold)
+{
+    EXPECT_EQ(CTime(2024, 3, 10, 2, 30, 0, 0).GetTime(), 1'710'055'800);
+    EXPECT_EQ(CTime(2024, 3, 10, 2, 30, 0, 1).GetTime(), 1'710'052'200);
+}
+
 // Whatever was asked before: a runtime that guesses starts from its last answer.
 TEST(CTimeZone, TakesTheLaterOfAnHourThatOccursTwice)
 {

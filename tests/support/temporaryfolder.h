@@ -14,12 +14,16 @@
 class TemporaryFolder
 {
 public:
-    TemporaryFolder()
+    TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path())
+    {
+    }
+
+    explicit TemporaryFolder(std::filesystem::path const& parent)
     {
         auto number = std::chrono::system_clock::now().time_since_epoch().count();
         do
         {
-            m_path = std::filesystem::temp_directory_path() / ("orvane-test-" + std::to_string(number++));
+            m_path = parent / ("orvane-test-" + std::to_string(number++));
         } while (!std::filesystem::create_directory(m_path));
     }
 

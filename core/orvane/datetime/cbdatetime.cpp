@@ -1,6 +1,7 @@
 #include "orvane/datetime/cbdatetime.h"
 
 #include "orvane/datetime/calendar.h"
+#include "orvane/datetime/dateerrortext.h"
 #include "orvane/datetime/datetimetext.h"
 #include "orvane/exception/cbexceptionconversion.h"
 #include "orvane/exception/raisesite.h"
@@ -111,32 +112,17 @@ CStringW timeText(SYSTEMTIME const& fields)
     return size > 0 ? CStringW(text, size - 1) : CStringW();
 }
 
-wchar_t const* errorText(DWORD error)
-{
-    switch (error)
-    {
-    case ERROR_INSUFFICIENT_BUFFER:
-        return L"ERROR_INSUFFICIENT_BUFFER";
-    case ERROR_INVALID_PARAMETER:
-        return L"ERROR_INVALID_PARAMETER";
-    case ERROR_INVALID_FLAGS:
-        return L"ERROR_INVALID_FLAGS";
-    default:
-        return L"UNKNOWN ERROR";
-    }
-}
-
 CStringW nameText(SYSTEMTIME const& fields, wchar_t const* picture)
 {
     CStringW const name = dateText(fields, 0, picture);
-    return name.IsEmpty() ? CStringW(errorText(GetLastError())) : name;
+    return name.IsEmpty() ? CStringW(DateErrorText::Get(GetLastError())) : name;
 }
 
 CStringW weekdayStart(SYSTEMTIME const& fields)
 {
     constexpr int c_Length = 3;
     CStringW const name = dateText(fields, 0, L"dddd");
-    return name.IsEmpty() ? CStringW(errorText(GetLastError())) : name.Left(c_Length);
+    return name.IsEmpty() ? CStringW(DateErrorText::Get(GetLastError())) : name.Left(c_Length);
 }
 
 // ---- rendering

@@ -6,7 +6,6 @@
 namespace
 {
 constexpr unsigned int c_Version = 0;
-constexpr unsigned __int64 c_FirstThatIsNoTime = 1ull << 63;
 } // namespace
 
 void CbDateTime_Serializer::Serialize(CbStreamWriteBinary& stream, IDateTime const& value)
@@ -19,11 +18,7 @@ void CbDateTime_Serializer::Serialize(CbStreamReadBinary& stream, IDateTime& val
     stream.ReadAndCompareVersion(c_Version);
     unsigned __int64 ticks = 0;
     stream >> ticks;
-    if (ticks >= c_FirstThatIsNoTime)
-    {
-        return;
-    }
-    CbDateTime const time(ticks);
+    CbDateTime const time(ticks); // zeros where the ticks are no time
     value.SetYear(time.GetYear());
     value.SetMonth(time.GetMonth());
     value.SetDay(time.GetDay());

@@ -16,8 +16,8 @@ public:
     /// Fields that are no time of the years 1601 to 30827 are written as tick 0.
     static void Serialize(CbStreamWriteBinary& stream, IDateTime const& value);
 
-    /// Sets year, month, day, hour, minute, second and millisecond, in that order. Ticks from 2^63 on are no time: nothing
-    /// is set.
+    /// Sets year, month, day, hour, minute, second and millisecond, in that order; to 0 all of them for ticks from 2^63 on,
+    /// which are no time.
     /// Raises: CbExceptionWrongFileVersion for a version above 0, CbExceptionStream where the data end; nothing is set then.
     static void Serialize(CbStreamReadBinary& stream, IDateTime& value);
 };

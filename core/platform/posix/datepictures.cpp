@@ -101,10 +101,12 @@ bool isLikeAmerican(std::string_view name)
 
 locale_t userLocale()
 {
+    // All items that are asked for here belong to this category. One that the system does not know must not matter: remote
+    // terminals send LC_CTYPE as their own system writes it.
     static locale_t const s_locale = []
     {
-        locale_t const wanted = newlocale(LC_ALL_MASK, "", nullptr);
-        return wanted != nullptr ? wanted : newlocale(LC_ALL_MASK, "C", nullptr);
+        locale_t const wanted = newlocale(LC_TIME_MASK, "", nullptr);
+        return wanted != nullptr ? wanted : newlocale(LC_TIME_MASK, "C", nullptr);
     }();
     return s_locale;
 }

@@ -10,7 +10,7 @@
 namespace posix
 {
 /// The locale that the environment asks for (LC_ALL, LC_TIME, LANG), taken when it is first needed; "C" where there is no
-/// such one. Never freed.
+/// such one. Of its categories only LC_TIME is the user's. Never freed.
 locale_t userLocale();
 
 /// A locale's picture of a date, in the letters of GetDateFormatW. "C" and "POSIX" write as American English does.

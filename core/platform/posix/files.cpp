@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <string>
@@ -88,16 +87,26 @@ bool isEarlier(statx_timestamp const& a, statx_timestamp const& b) noexcept
     return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_nsec < b.tv_nsec;
 }
 
-// Times before 1601 are told as its beginning.
-void store(FILETIME* target, statx_timestamp const& time) noexcept
+// Times before 1601 are told as its beginning. False, and nothing told, after the last tick.
+bool tell(statx_timestamp const& time, FILETIME& told) noexcept
 {
-    if (target == nullptr)
+    constexpr __int64 c_LastSecond = static_cast<__int64>(c_LastTick / c_TicksASecond) - c_SecondsToEpoch;
+    // Looked at before they are multiplied: file systems keep seconds of 64 bits.
+    if (time.tv_sec > c_LastSecond)
     {
-        return;
+        return false;
     }
-    __int64 const ticks = (time.tv_sec + c_SecondsToEpoch) * c_TicksASecond + time.tv_nsec / 100;
-    auto const count = static_cast<unsigned __int64>(std::max<__int64>(ticks, 0));
-    *target = toFileTime(count);
+    unsigned __int64 ticks = 0;
+    if (time.tv_sec >= -c_SecondsToEpoch)
+    {
+        ticks = static_cast<unsigned __int64>(time.tv_sec + c_SecondsToEpoch) * c_TicksASecond + time.tv_nsec / 100;
+    }
+    if (ticks > c_LastTick)
+    {
+        return false;
+    }
+    told = toFileTime(ticks);
+    return true;
 }
 } // namespace
 
@@ -159,8 +168,23 @@ BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* wr
     bool const hasCreation = (status.stx_mask & STATX_BTIME) != 0;
     statx_timestamp const& earlier =
         isEarlier(status.stx_mtime, status.stx_ctime) ? status.stx_mtime : status.stx_ctime;
-    store(creation, hasCreation ? status.stx_btime : earlier);
-    store(access, status.stx_atime);
-    store(write, status.stx_mtime);
+    statx_timestamp const* const times[] = {hasCreation ? &status.stx_btime : &earlier, &status.stx_atime,
+                                            &status.stx_mtime};
+    FILETIME* const targets[] = {creation, access, write};
+    FILETIME told[3];
+    for (int n = 0; n < 3; ++n)
+    {
+        if (targets[n] != nullptr && !tell(*times[n], told[n]))
+        {
+            return fail(ERROR_ARITHMETIC_OVERFLOW);
+        }
+    }
+    for (int n = 0; n < 3; ++n)
+    {
+        if (targets[n] != nullptr)
+        {
+            *targets[n] = told[n];
+        }
+    }
     return TRUE;
 }

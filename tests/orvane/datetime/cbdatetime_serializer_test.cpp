@@ -195,9 +195,9 @@ TEST(CbDateTimeSerializer, SetsTheFieldsInOrder)
     EXPECT_EQ(readByInterface(c_NoTime), "year 1601 month 1 day 1 hour 0 minute 0 second 0 millisecond 0 ");
 }
 
-TEST(CbDateTimeSerializer, SetsNothingForTicksThatAreNoTime)
+TEST(CbDateTimeSerializer, SetsZerosForTicksThatAreNoTime)
 {
-    EXPECT_EQ(readByInterface(c_Beyond), "");
+    EXPECT_EQ(readByInterface(c_Beyond), "year 0 month 0 day 0 hour 0 minute 0 second 0 millisecond 0 ");
 }
 
 TEST(CbDateTimeSerializer, RefusesANewerVersion)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/datetime/cbdatetime.h"
+#include "orvane/datetime/dateerrortext.h"
 #include "orvane/exception/cbexceptionconversion.h"
 #include "support/logline.h"
 #include "support/raises.h"
@@ -125,6 +126,17 @@ TEST(CbDateTimeToString, PutsAnErrorTextInPlaceOfANameThatIsNone)
               "ERROR_INVALID_PARAMETER.ERROR_INVALID_PARAMETER.ERROR_INVALID_PARAMETER.ERROR_INVALID_PARAMETER.");
     EXPECT_EQ(shown(CbDateTime(2023, 2, 29, 0, 0, 0, 0), "M Y"), "ERROR_INVALID_PARAMETER 2023");
     EXPECT_EQ(shown(CbDateTime(1600, 1, 1, 0, 0, 0, 0), "F"), "ERROR_INVALID_PARAMETER");
+}
+
+TEST(CbDateTimeToString, NamesTheErrorsOfANameThatIsNone)
+{
+    EXPECT_STREQ(DateErrorText::Get(122), L"ERROR_INSUFFICIENT_BUFFER");
+    EXPECT_STREQ(DateErrorText::Get(87), L"ERROR_INVALID_PARAMETER");
+    EXPECT_STREQ(DateErrorText::Get(1004), L"ERROR_INVALID_FLAGS");
+    for (DWORD const other : {0u, 5u, 8u, 86u, 88u, 121u, 123u, 1003u, 1005u, 0xFFFFFFFFu})
+    {
+        EXPECT_STREQ(DateErrorText::Get(other), L"UNKNOWN ERROR") << other;
+    }
 }
 
 TEST(CbDateTimeToString, TakesTheCharacterBehindABackslashAsItStands)
@@ -297,6 +309,19 @@ TEST(CbDateTimeParsing, AssignsText)
     EXPECT_EQ(time, CbDateTime(2025, 5, 6, 7, 8, 9, 0));
 }
 
+TEST(CbDateTimeParsing, SetsMillisecondAndDayOfTheWeekToZero)
+{
+    SYSTEMTIME const old = {2023, 1, 3, 4, 5, 6, 7, 10};
+    CbDateTime narrow(old);
+    narrow = "2024-05-06 07:08:09";
+    EXPECT_EQ(narrow.GetMillisecond(), 0u);
+    EXPECT_EQ(static_cast<SYSTEMTIME>(narrow).wDayOfWeek, 0);
+    CbDateTime wide(old);
+    wide = L"2024-05-06T07:08:09";
+    EXPECT_EQ(wide.GetMillisecond(), 0u);
+    EXPECT_EQ(static_cast<SYSTEMTIME>(wide).wDayOfWeek, 0);
+}
+
 TEST(CbDateTimeParsing, LeavesTheObjectWhereTheShapeIsWrong)
 {
     CbDateTime time(2024, 5, 6, 7, 8, 9, 10);
@@ -305,11 +330,13 @@ TEST(CbDateTimeParsing, LeavesTheObjectWhereTheShapeIsWrong)
     EXPECT_EQ(time, CbDateTime(2024, 5, 6, 7, 8, 9, 10));
 }
 
-TEST(CbDateTimeParsing, RaisesFromTheAssignmentWhereANumberIsMissing)
+TEST(CbDateTimeParsing, TakesOverTheFieldsBeforeANumberThatIsMissing)
 {
-    CbDateTime time(2024, 5, 6, 7, 8, 9, 10);
+    CbDateTime time(2024, 5, 6, 1, 2, 3, 10);
     EXPECT_RAISES(CbExceptionConversion, "cbdatetime", "CbDateTime::operator =", time = "2025-06-07 08:xx:10");
-    EXPECT_RAISES(CbExceptionConversion, "cbdatetime", "CbDateTime::operator =", time = L"2025-06-07 08:xx:10");
+    EXPECT_EQ(time, CbDateTime(2025, 6, 7, 8, 2, 3, 0));
+    EXPECT_RAISES(CbExceptionConversion, "cbdatetime", "CbDateTime::operator =", time = L"2026-xx-08 09:10:11");
+    EXPECT_EQ(time, CbDateTime(2026, 6, 7, 8, 2, 3, 0));
 }
 
 TEST(CbDateTimeParsing, ReadsWhatItRenders)

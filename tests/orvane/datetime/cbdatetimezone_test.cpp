@@ -1,6 +1,7 @@
 // Local time in a zone of its own: the build file runs this program with the eastern North American rules. Years are those
 // that the present rules cover: Windows applies them to all years.
 
+#include <ctime>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -40,6 +41,25 @@ TEST(CbDateTimeZone, ChangesTheClocksToTheSecond)
     EXPECT_EQ(localText(CbDateTime(2024, 3, 10, 7, 0, 0, 0)), "2024-03-10 03:00:00.000");
     EXPECT_EQ(localText(CbDateTime(2024, 11, 3, 5, 59, 59, 999)), "2024-11-03 01:59:59.999");
     EXPECT_EQ(localText(CbDateTime(2024, 11, 3, 6, 0, 0, 0)), "2024-11-03 01:00:00.000");
+}
+
+TEST(CbDateTimeZone, HasTheCurrentTimeInUtc)
+{
+    auto const secondsOf = [](CbDateTime const& time)
+    { return (time - CbDateTime(1970, 1, 1, 0, 0, 0, 0)).Get(CbTimeInterval::eSecond); };
+    CbDateTime changed(1970, 1, 1, 0, 0, 0, 0);
+
+    std::time_t const before = std::time(nullptr);
+    CbDateTime const made;
+    CbDateTime const now = CbDateTime::Now();
+    changed.SetNow();
+    std::time_t const after = std::time(nullptr);
+
+    for (CbDateTime const& time : {made, now, changed})
+    {
+        EXPECT_GE(secondsOf(time), before - 1) << "the C clock of some systems lags by a tick";
+        EXPECT_LE(secondsOf(time), after + 1);
+    }
 }
 
 TEST(CbDateTimeZone, RendersUtcUnlessToldOtherwise)

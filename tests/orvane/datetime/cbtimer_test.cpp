@@ -248,6 +248,23 @@ TEST(CbTimerAdd, IsInTheTimersUnitAndRoundedDownToCounts)
     EXPECT_EQ(startOf(timer), start - frequency() / 3);
 }
 
+TEST(CbTimerAdd, MultipliesBeforeItDivides)
+{
+    CbTimer thirds(static_cast<EResolution>(3));
+    thirds.Start();
+    unsigned __int64 const start = startOf(thirds);
+    thirds.Add(3);
+    EXPECT_EQ(startOf(thirds), start - frequency());
+    thirds.Subtract(3);
+    EXPECT_EQ(startOf(thirds), start);
+
+    CbTimer fine(CbTimer::eNanoseconds);
+    fine.Start();
+    unsigned __int64 const fineStart = startOf(fine);
+    fine.Add(1'000'000);
+    EXPECT_EQ(startOf(fine), fineStart - frequency() / 1'000);
+}
+
 TEST(CbTimerAdd, IsLostOnAStoppedTimer)
 {
     CbTimer timer;

@@ -210,6 +210,37 @@ TEST(CreateFilePosix, TakesNamesOutsideAscii)
     CloseHandle(file);
 }
 
+TEST(GetFileTimePosix, RefusesOnlyWhatIsAskedFor)
+{
+    if (!std::filesystem::exists("/dev/shm"))
+    {
+        GTEST_SKIP() << "no file system in memory at /dev/shm";
+    }
+    TemporaryFolder const folder("/dev/shm");
+    auto const path = folder.path() / "file";
+    std::ofstream(path) << "content";
+    constexpr __int64 c_Beyond = 910'692'730'086; // a second more than ticks of 63 bits count
+    timespec const times[] = {{86'400, 0}, {c_Beyond, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    if (status.st_mtim.tv_sec != c_Beyond)
+    {
+        GTEST_SKIP() << "the file system at /dev/shm keeps no such times";
+    }
+    HANDLE const file =
+        CreateFileW(path.wstring().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    FILETIME access = {1, 2};
+    FILETIME write = {3, 4};
+    SetLastError(0);
+    EXPECT_FALSE(GetFileTime(file, nullptr, &access, &write));
+    EXPECT_EQ(GetLastError(), 534u);
+    EXPECT_EQ(access.dwLowDateTime, 1u);
+    EXPECT_EQ(write.dwLowDateTime, 3u);
+    EXPECT_TRUE(GetFileTime(file, nullptr, &access, nullptr));
+    CloseHandle(file);
+}
+
 TEST(GetFileTimePosix, GivesTheCreationTimeOfTheFileSystem)
 {
     TemporaryFolder const folder;

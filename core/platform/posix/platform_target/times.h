@@ -108,8 +108,8 @@ ORVANE_PLATFORM_API HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, 
                                        DWORD disposition, DWORD flags, HANDLE pattern) noexcept;
 
 /// The file's times; each pointer may be null. Where the file system does not keep the creation time it is the earlier of
-/// the last write and the last change of the file's entry.
-/// Reports: 6 for a handle that is no file's.
+/// the last write and the last change of the file's entry. Times before 1601 are told as its beginning.
+/// Reports: 6 for a handle that is no file's, 534 (and nothing written) for a time that ticks of 63 bits do not count.
 ORVANE_PLATFORM_API BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write) noexcept;
 
 #endif // ORVANE_PLATFORM_POSIX_TIMES_H

@@ -1,6 +1,8 @@
 // Every zone of the database at each of its changes from 1900 to 2037, against the system's own tool: it lists the seconds
 // before and at each change with their local times.
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -11,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "mfc/raises.h"
 #include "orvane/datetime/cbdatetime.h"
 #include "support/temporaryfolder.h"
 
@@ -41,6 +44,52 @@ std::string localText(CbDateTime const& time)
 std::string universalText(std::string const& local)
 {
     return CbDateTime(local.c_str(), true).ToString("Y-m-d H:i:s", false).GetString();
+}
+
+// The fields of a local time as seconds since 1970, by way of the C time class.
+__int64 secondsOf(CbDateTime const& local)
+{
+    return static_cast<CTime>(local).GetTime();
+}
+
+// The same whatever was asked before: right after a time in winter, and after one in a summer by whose
+// time many zones had moved.
+struct STwice
+{
+    __int64 afterWinter;
+    __int64 afterSummer;
+
+    friend bool operator==(STwice const& a, __int64 seconds)
+    {
+        return a.afterWinter == seconds && a.afterSummer == seconds;
+    }
+
+    friend std::ostream& operator<<(std::ostream& stream, STwice const& twice)
+    {
+        return stream << twice.afterWinter << " after winter, " << twice.afterSummer << " after summer";
+    }
+};
+
+template <class F>
+STwice twice(F const& ask)
+{
+    STwice result = {};
+    EXPECT_GT(secondsOf(CbDateTime(2005, 1, 1, 0, 0, 0, 0)), 0);
+    result.afterWinter = ask();
+    EXPECT_GT(secondsOf(CbDateTime(2010, 7, 1, 0, 0, 0, 0)), 0);
+    result.afterSummer = ask();
+    return result;
+}
+
+STwice secondsOf(unsigned int year, unsigned int month, unsigned int day, unsigned int hour, unsigned int minute)
+{
+    return twice([&] { return secondsOf(CbDateTime(year, month, day, hour, minute, 0, 0)); });
+}
+
+// As told: 1 in daylight saving time, 0 in standard time.
+STwice secondsAsTold(int isDaylight, int year, int month, int day, int hour, int minute)
+{
+    return twice([&] { return CTime(year, month, day, hour, minute, 0, isDaylight).GetTime(); });
 }
 
 // The names of all zones, one for each content: many names stand for the same zone. Those of files that count leap seconds
@@ -121,14 +170,33 @@ std::map<std::string, std::vector<SChange>> changesByTool(std::vector<std::strin
     }
     return changes;
 }
+
+// Of all zones. The tool takes its time.
+std::map<std::string, std::vector<SChange>> const& allChanges()
+{
+    static std::map<std::string, std::vector<SChange>> const s_changes = changesByTool(zoneNames());
+    return s_changes;
+}
+
+// `change` is one of the moments that the tool lists, `next` the one after it: often the second that ends an offset, and the
+// first one of the next offset. A local time that the next offset shows once more is the later one.
+__int64 latestSecondsOf(SChange const& change, SChange const* next)
+{
+    __int64 const local = (change.local - CbDateTime(static_cast<__int64>(0))).Get(CbTimeInterval::eSecond);
+    __int64 const universal = local - change.offset;
+    if (next == nullptr || next->universal - change.universal != CbTimeInterval(CbTimeInterval::eSecond, 1))
+    {
+        return universal;
+    }
+    return std::max(universal, local - next->offset);
+}
 } // namespace
 
 TEST_F(Zones, AgreeWithTheSystemsToolAtEveryChange)
 {
     ASSERT_EQ(std::system("command -v zdump >/dev/null"), 0) << "zdump is missing";
     ASSERT_TRUE(std::filesystem::exists(c_Folder / "Europe/Berlin")) << "the zone database is missing";
-    std::vector<std::string> const names = zoneNames();
-    std::map<std::string, std::vector<SChange>> const all = changesByTool(names);
+    std::map<std::string, std::vector<SChange>> const& all = allChanges();
     std::size_t compared = 0;
     for (auto const& [zone, changes] : all)
     {
@@ -147,9 +215,120 @@ TEST_F(Zones, AgreeWithTheSystemsToolAtEveryChange)
             ++compared;
         }
     }
-    std::printf("%zu of %zu zones have changes, %zu moments\n", all.size(), names.size(), compared);
+    std::printf("%zu zones have changes, %zu moments\n", all.size(), compared);
     EXPECT_GT(all.size(), 300u);
     EXPECT_GT(compared, 40'000u);
+}
+
+TEST_F(Zones, AgreeWithTheSystemsToolWhereTheyBecomeCTimes)
+{
+    ASSERT_EQ(std::system("command -v zdump >/dev/null"), 0) << "zdump is missing";
+    constexpr __int64 c_Day = 86'400;
+    std::size_t compared = 0;
+    for (auto const& [zone, changes] : allChanges())
+    {
+        setZone(zone.c_str());
+        for (std::size_t n = 0; n < changes.size(); ++n)
+        {
+            SChange const& change = changes[n];
+            SChange const* const next = n + 1 < changes.size() ? &changes[n + 1] : nullptr;
+            __int64 const expected = latestSecondsOf(change, next);
+            if (expected < c_Day)
+            {
+                continue; // before 1970
+            }
+            ASSERT_EQ(secondsOf(change.local), expected)
+                << zone << ", local " << change.local.ToString("Y-m-d H:i:s", false).GetString();
+            ++compared;
+            // Between two changes that lie far apart.
+            __int64 const span =
+                next != nullptr ? (next->universal - change.universal).Get(CbTimeInterval::eSecond) : 0;
+            if (span > 4 * c_Day)
+            {
+                CbDateTime const middle = change.local + CbTimeInterval(span / 2 * 1'000);
+                ASSERT_EQ(secondsOf(middle), expected + span / 2)
+                    << zone << ", local " << middle.ToString("Y-m-d H:i:s", false).GetString();
+                ++compared;
+            }
+        }
+    }
+    std::printf("%zu moments\n", compared);
+    EXPECT_GT(compared, 30'000u);
+}
+
+TEST_F(Zones, BecomeCTimesWhereSummersOffsetBecameTheStandardOne)
+{
+    setZone("Europe/Istanbul");
+    EXPECT_EQ(secondsOf(2016, 9, 1, 12, 0), 1'472'720'400); // 09:00 UTC
+    setZone("Asia/Amman");
+    EXPECT_EQ(secondsOf(2022, 7, 1, 12, 0), 1'656'666'000); // 09:00 UTC
+    setZone("Africa/Casablanca");
+    EXPECT_EQ(secondsOf(2018, 9, 1, 12, 0), 1'535'799'600); // 11:00 UTC
+    setZone("America/Argentina/Buenos_Aires");
+    EXPECT_EQ(secondsOf(1999, 12, 31, 21, 0), 946'684'800); // 24:00 UTC
+    setZone("America/Whitehorse");
+    EXPECT_EQ(secondsOf(2020, 9, 1, 12, 0), 1'598'986'800); // 19:00 UTC
+}
+
+TEST_F(Zones, BecomeTheLaterCTimeOfAnHourThatOccursTwice)
+{
+    setZone("Europe/Moscow");
+    EXPECT_EQ(secondsOf(2014, 10, 26, 1, 30), 1'414'276'200); // at +03, after +04
+    setZone("America/Caracas");
+    EXPECT_EQ(secondsOf(2007, 12, 9, 2, 45), 1'197'184'500); // at -04:30, after -04
+    setZone("Europe/Dublin");
+    EXPECT_EQ(secondsOf(2024, 10, 27, 1, 30), 1'729'992'600); // at GMT, after IST
+}
+
+TEST_F(Zones, CountALeftOutHourOfACTimeByTheOffsetFurtherEast)
+{
+    setZone("Europe/Moscow");
+    EXPECT_EQ(secondsOf(2011, 3, 27, 2, 30), 1'301'178'600); // at +04
+    setZone("America/Caracas");
+    EXPECT_EQ(secondsOf(2016, 5, 1, 2, 45), 1'462'085'100); // at -04
+    setZone("Europe/Dublin");
+    EXPECT_EQ(secondsOf(2024, 3, 31, 1, 30), 1'711'845'000); // at IST
+    setZone("Pacific/Apia");
+    EXPECT_EQ(secondsOf(2011, 12, 30, 12, 0), 1'325'196'000); // at +14
+}
+
+TEST_F(Zones, TakeTheDaylightSavingTimeOfACTimeAsTold)
+{
+    setZone("Australia/Lord_Howe");
+    EXPECT_EQ(secondsAsTold(0, 2024, 1, 15, 12, 0), 1'705'282'200); // at +10:30
+    EXPECT_EQ(secondsAsTold(1, 2024, 1, 15, 12, 0), 1'705'280'400); // at +11
+    EXPECT_EQ(secondsAsTold(1, 2024, 7, 15, 12, 0), 1'721'005'200); // at +11
+    EXPECT_EQ(secondsAsTold(0, 2024, 4, 7, 1, 45), 1'712'416'500);  // the later one of two
+    EXPECT_EQ(secondsAsTold(1, 2024, 4, 7, 1, 45), 1'712'414'700);
+    EXPECT_EQ(secondsAsTold(0, 2024, 10, 6, 2, 15), 1'728'143'100); // left out
+    EXPECT_EQ(secondsAsTold(1, 2024, 10, 6, 2, 15), 1'728'141'300);
+    setZone("Europe/Istanbul");
+    EXPECT_EQ(secondsAsTold(0, 2016, 9, 1, 12, 0), 1'472'724'000); // at +02, the standard time of those days
+    EXPECT_EQ(secondsAsTold(1, 2016, 9, 1, 12, 0), 1'472'720'400);
+    setZone("Europe/Dublin");
+    EXPECT_EQ(secondsAsTold(0, 2024, 1, 15, 12, 0), 1'705'316'400); // IST is the standard time
+    EXPECT_EQ(secondsAsTold(1, 2024, 1, 15, 12, 0), 1'705'320'000);
+    setZone("Asia/Tokyo");
+    EXPECT_EQ(secondsAsTold(0, 2024, 7, 15, 12, 0), 1'721'012'400);
+    EXPECT_EQ(secondsAsTold(1, 2024, 7, 15, 12, 0), 1'721'008'800) << "an hour, where there is no such time";
+}
+
+TEST_F(Zones, BecomeNoCTimesOutsideTheCalendar)
+{
+    for (char const* const zone : {"America/New_York", "Asia/Tokyo"})
+    {
+        setZone(zone);
+        for (int const year : {1900, 1969, 3001, 65'535, INT_MAX - 1, INT_MAX})
+        {
+            SCOPED_TRACE(year);
+            EXPECT_RESULT_RAISED(AtlResult::c_InvalidArg, CTime(year, 6, 1, 12, 0, 0));
+            EXPECT_RESULT_RAISED(AtlResult::c_InvalidArg, CTime(year, 6, 1, 12, 0, 0, 1));
+        }
+        EXPECT_EQ(CTime(3000, 12, 31, 12, 0, 0).GetYear(), 3000);
+    }
+    setZone("America/New_York");
+    EXPECT_EQ(CTime(1969, 12, 31, 19, 0, 0).GetTime(), 0);
+    EXPECT_RESULT_RAISED(AtlResult::c_InvalidArg, CTime(1969, 12, 31, 18, 59, 59));
 }
 
 TEST_F(Zones, FollowTheRuleOfTheTime)
