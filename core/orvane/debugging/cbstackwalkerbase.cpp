@@ -249,6 +249,40 @@ private:
     bool m_isStopped = false;
 };
 
+// A handle that is closed with its holder.
+class CScopedHandle
+{
+public:
+    explicit CScopedHandle(HANDLE handle = nullptr) : m_handle(handle)
+    {
+    }
+
+    CScopedHandle(CScopedHandle const&) = delete;
+    CScopedHandle& operator=(CScopedHandle const&) = delete;
+
+    ~CScopedHandle()
+    {
+        if (m_handle != nullptr && m_handle != INVALID_HANDLE_VALUE)
+        {
+            CloseHandle(m_handle);
+        }
+    }
+
+    HANDLE Get() const
+    {
+        return m_handle;
+    }
+
+    // For an empty holder.
+    HANDLE* Receive()
+    {
+        return &m_handle;
+    }
+
+private:
+    HANDLE m_handle;
+};
+
 SAddress flat(DWORD64 offset)
 {
     return {offset, 0, c_FlatAddress};
@@ -308,6 +342,7 @@ private:
     CStringA buildSearchPath() const;
     void addVariable(CStringA& path, char const* name, char const* suffix = "") const;
     CStringA getVariable(char const* name) const;
+    bool takeSession();
     bool initialize(CbStackWalkerBase& walker);
     bool loadBySnapshot(CbStackWalkerBase& walker, char const* libraryName);
     bool loadByList(CbStackWalkerBase& walker);
@@ -322,6 +357,7 @@ private:
     unsigned int m_options;
     CStringA m_symbolPath;
     DWORD m_processId;
+    CScopedHandle m_ownProcess; // closed after the session's end
     HANDLE m_process;
     bool m_isInitialized = false;
     bool m_hasModules = false;
@@ -351,8 +387,29 @@ bool CWalkerState::LoadModules(CbStackWalkerBase& walker)
     return true;
 }
 
+// The support library keeps one session for each handle, refuses a second one of the same, and ends it for all who use it.
+// So a walker that was given no real handle has a duplicate of its own.
+bool CWalkerState::takeSession()
+{
+    HANDLE const process = GetCurrentProcess();
+    if (m_process != process)
+    {
+        return true;
+    }
+    if (!DuplicateHandle(process, process, process, m_ownProcess.Receive(), 0, FALSE, DUPLICATE_SAME_ACCESS))
+    {
+        return false;
+    }
+    m_process = m_ownProcess.Get();
+    return true;
+}
+
 bool CWalkerState::initialize(CbStackWalkerBase& walker)
 {
+    if (!takeSession())
+    {
+        return false;
+    }
     CStringA path;
     bool const isBuilding = (m_options & CbStackWalkerBase::c_BuildSearchPath) != 0;
     if (isBuilding)
