@@ -506,20 +506,19 @@ bool CWalkerState::loadBySnapshot(CbStackWalkerBase& walker, char const* library
     {
         return false;
     }
-    HANDLE const snapshot = create(c_SnapModule, m_processId);
-    if (snapshot == INVALID_HANDLE_VALUE)
+    CScopedHandle const snapshot(create(c_SnapModule, m_processId));
+    if (snapshot.Get() == INVALID_HANDLE_VALUE)
     {
         return false;
     }
     SModuleEntry entry{};
     entry.size = sizeof entry;
     bool hasAny = false;
-    for (BOOL isThere = first(snapshot, &entry); isThere; isThere = next(snapshot, &entry))
+    for (BOOL isThere = first(snapshot.Get(), &entry); isThere; isThere = next(snapshot.Get(), &entry))
     {
         loadModule(walker, entry.path, entry.name, reinterpret_cast<ULONG_PTR>(entry.base), entry.imageSize);
         hasAny = true;
     }
-    CloseHandle(snapshot);
     return hasAny;
 }
 

@@ -2,11 +2,14 @@
 
 #include "orvane/debugging/cbstackwalkerbase.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -41,8 +44,9 @@ struct SSupport
     bool hasSearchPath = false;
     std::string searchPath;
     DWORD options = 0;
-    bool hasSnapshot = false;
+    HANDLE snapshot = nullptr;
     unsigned int snapshotEntry = 0;
+    unsigned int snapshotCount = 2;
     DWORD64 refusedBase = 0;
     Texts modules; // as the symbol handler was told them
 
@@ -91,6 +95,12 @@ BOOL walk(DWORD machine, HANDLE process, HANDLE, SStackFrame* frame, void*, Debu
         read(process, reinterpret_cast<ULONG_PTR>(c_Plain), &byte, 1, &count);
         EXPECT_EQ(count, 1u);
         EXPECT_EQ(byte, 'd');
+    }
+    if (frame->reserved[0] == 0)
+    {
+        // A walk that begins.
+        frame->reserved[0] = 1;
+        s_support.nextFrame = 0;
     }
     if (s_support.nextFrame == s_support.frames.size())
     {
@@ -193,12 +203,12 @@ HANDLE createSnapshot(DWORD flags, DWORD)
 {
     EXPECT_EQ(flags, 8u);
     s_support.snapshotEntry = 0;
-    return nullptr;
+    return s_support.snapshot;
 }
 
 BOOL nextEntry(HANDLE, SModuleEntry* entry)
 {
-    if (s_support.snapshotEntry == 2)
+    if (s_support.snapshotEntry == s_support.snapshotCount)
     {
         return FALSE;
     }
@@ -327,6 +337,8 @@ public:
     std::vector<EEntryKind> m_kinds;
     std::vector<SFrameEntry> m_entries;
     bool m_isRaising = false;
+    bool m_isRaisingInSetup = false; // by the texts of modules
+    bool m_isRaisingInErrors = false;
 
     void onFrame(EEntryKind kind, SFrameEntry const& entry) override
     {
@@ -338,6 +350,10 @@ public:
 protected:
     void onOutputSetup(wchar_t const* text) override
     {
+        if (m_isRaisingInSetup && std::wstring_view(text).starts_with(L"Loading"))
+        {
+            throw std::runtime_error("no room");
+        }
         m_setup.emplace_back(CStringA(text).GetString());
     }
 
@@ -352,6 +368,10 @@ protected:
 
     void onOutputError(wchar_t const* text) override
     {
+        if (m_isRaisingInErrors)
+        {
+            throw std::runtime_error("no room");
+        }
         m_errors.emplace_back(CStringA(text).GetString());
     }
 };
@@ -596,6 +616,46 @@ TEST_F(StackWalker, ReportsAModuleThatCannotBeLoaded)
     EXPECT_NE(walker.m_setup[2].find("(result: 193)"), std::string::npos);
 }
 
+TEST_F(StackWalker, ClosesTheSnapshotWhereASetupOutputRaises)
+{
+    s_support.libraries.insert("kernel32.dll");
+    s_support.snapshot = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    CWalker walker;
+    walker.m_isRaisingInSetup = true;
+
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    EXPECT_FALSE(SetEvent(s_support.snapshot));
+    EXPECT_EQ(GetLastError(), 6u);
+}
+
+TEST_F(StackWalker, ClosesTheSnapshotWhereAnErrorOutputRaises)
+{
+    s_support.libraries.insert("kernel32.dll");
+    s_support.snapshot = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    s_support.refusedBase = 0x1000;
+    CWalker walker;
+    walker.m_isRaisingInErrors = true;
+
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    EXPECT_FALSE(SetEvent(s_support.snapshot));
+    EXPECT_EQ(GetLastError(), 6u);
+}
+
+TEST_F(StackWalker, LoadsTheModulesAnewAfterAnOutputRaised)
+{
+    s_support.libraries.insert("kernel32.dll");
+    CWalker walker;
+    walker.m_isRaisingInSetup = true;
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    walker.m_isRaisingInSetup = false;
+    EXPECT_TRUE(walker.LoadModules());
+
+    EXPECT_EQ(walker.m_setup.size(), 3u);
+}
+
 // ---- walking
 
 TEST_F(StackWalker, ShowsEachFrameAndTellsTheEnd)
@@ -704,7 +764,6 @@ TEST_F(StackWalker, PrefersTheFullestNameThatIsKnown)
     first.WalkStack();
     EXPECT_EQ(first.m_frames, (Texts{"file.cpp (12): function"}));
 
-    s_support.nextFrame = 0;
     s_support.undecorated = "";
     CWalker second;
     second.WalkStack();
@@ -756,7 +815,6 @@ TEST_F(StackWalker, NamesTheKindsOfSymbols)
     {
         s_support.symbolType = type;
         s_support.frames = {{0x10, 0}};
-        s_support.nextFrame = 0;
         CWalker walker;
         walker.WalkStack();
         EXPECT_STREQ(walker.m_entries[0].symbolType, expected[type]);
