@@ -19,7 +19,8 @@ struct SSupportSystem;
 ///
 /// Threads: a walker is used by one thread at a time. Walks of all walkers take turns: the support library is not made
 /// for several at once. Another thread is suspended while its frames are taken, and goes on before they are resolved
-/// and shown, so neither can wait for a lock that it holds.
+/// and shown, so neither can wait for a lock that it holds. A stack of more than 4,096 frames is taken again as a whole,
+/// with more room, until all of it fits: the thread stands several times then.
 /// Origin: the thirteen functions of dbghelp.dll; on Linux the compiler's unwinder and its reader of debug data.
 class ORVANE_API CbStackWalkerBase
 {
@@ -81,7 +82,7 @@ public:
     /// Walks the stack of `thread`; null is the calling thread. `context` is where to begin; null is where the thread
     /// stands. `readMemory` null reads the process's memory.
     /// Reports: false where LoadModules does, or where the thread cannot be suspended or its registers not be had.
-    /// Raises: what the output operations raise.
+    /// Raises: what the output operations raise; std::bad_alloc.
     bool WalkStack(HANDLE thread = nullptr, CONTEXT const* context = nullptr, FnReadMemory readMemory = nullptr,
                    void* userData = nullptr);
 

@@ -376,6 +376,48 @@ protected:
     }
 };
 
+// Keeps of the frames what is short.
+class CBriefWalker : public CWalker
+{
+public:
+    std::vector<unsigned __int64> m_addresses;
+
+    void onFrame(EEntryKind kind, SFrameEntry const& entry) override
+    {
+        m_kinds.push_back(kind);
+        m_addresses.push_back(entry.address);
+    }
+};
+
+// A thread that has not begun: it may be stopped under the sanitizers too.
+class CWaitingThread
+{
+public:
+    CWaitingThread()
+        : m_handle(CreateThread(
+              nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, CREATE_SUSPENDED, nullptr))
+    {
+    }
+
+    CWaitingThread(CWaitingThread const&) = delete;
+    CWaitingThread& operator=(CWaitingThread const&) = delete;
+
+    ~CWaitingThread()
+    {
+        ResumeThread(m_handle);
+        WaitForSingleObject(m_handle, INFINITE);
+        CloseHandle(m_handle);
+    }
+
+    operator HANDLE() const
+    {
+        return m_handle;
+    }
+
+private:
+    HANDLE m_handle;
+};
+
 struct SWalkerPositions : public CbStackWalkerBase
 {
     static std::vector<std::size_t> Get()
@@ -715,6 +757,81 @@ TEST_F(StackWalker, ReportsAWalkThatFailsAtOnce)
     ASSERT_EQ(walker.m_errors.size(), 1u);
     EXPECT_EQ(walker.m_errors[0].substr(0, 31), "StackWalk64, GetLastError: 487 ");
     EXPECT_TRUE(walker.m_kinds.empty());
+}
+
+TEST_F(StackWalker, ReportsWhereAWalkStoodThatFailsAtOnce)
+{
+    CWalker walker;
+    CWaitingThread const thread;
+    alignas(16) CONTEXT context;
+    std::memset(&context, 0, sizeof context);
+    context.Rip = 0xABCDEF;
+
+    EXPECT_TRUE(walker.WalkStack(nullptr, &context));
+    EXPECT_TRUE(walker.WalkStack(thread, &context));
+
+    EXPECT_EQ(walker.m_errors, (Texts(2, "StackWalk64, GetLastError: 487 (Address: 0000000000ABCDEF)")));
+}
+
+TEST_F(StackWalker, ReportsWhereAStoppedThreadStoodWhoseWalkFailsAtOnce)
+{
+    CWalker walker;
+    CWaitingThread const thread;
+    alignas(16) CONTEXT context;
+    std::memset(&context, 0, sizeof context);
+    context.ContextFlags = CONTEXT_FULL;
+    ASSERT_TRUE(GetThreadContext(thread, &context));
+    ASSERT_NE(context.Rip, 0u);
+    CStringA expected;
+    expected.Format("StackWalk64, GetLastError: 487 (Address: %p)",
+                    reinterpret_cast<void*>(static_cast<ULONG_PTR>(context.Rip)));
+
+    EXPECT_TRUE(walker.WalkStack(thread));
+
+    EXPECT_EQ(walker.m_errors, (Texts{expected.GetString()}));
+    EXPECT_TRUE(walker.m_kinds.empty());
+}
+
+TEST_F(StackWalker, ShowsAllFramesOfAStoppedThread)
+{
+    using S = CbStackWalkerBase;
+    CWaitingThread const thread;
+    for (std::size_t const count : {1u, 2u, 4096u, 4097u, 8192u, 8193u, 20000u})
+    {
+        SCOPED_TRACE(count);
+        s_support.frames.clear();
+        for (std::size_t n = 1; n <= count; ++n)
+        {
+            s_support.frames.push_back({n, n < count ? n + 1 : 0});
+        }
+        CBriefWalker walker;
+
+        EXPECT_TRUE(walker.WalkStack(thread));
+
+        ASSERT_EQ(walker.m_kinds.size(), count + 1);
+        EXPECT_EQ(walker.m_kinds.front(), S::eFirstEntry);
+        EXPECT_EQ(std::count(walker.m_kinds.begin(), walker.m_kinds.end(), S::eNextEntry),
+                  static_cast<std::ptrdiff_t>(count) - 1);
+        EXPECT_EQ(walker.m_kinds.back(), S::eLastEntry);
+        for (std::size_t n = 0; n < count; ++n)
+        {
+            ASSERT_EQ(walker.m_addresses[n], n + 1);
+        }
+        EXPECT_TRUE(walker.m_errors.empty());
+    }
+}
+
+TEST_F(StackWalker, LetsAStoppedThreadGoOn)
+{
+    s_support.frames.assign(5000, {0x10, 0x20});
+    CWaitingThread const thread;
+    CBriefWalker walker;
+
+    EXPECT_TRUE(walker.WalkStack(thread));
+
+    EXPECT_EQ(walker.m_kinds.size(), 5000u);
+    EXPECT_EQ(SuspendThread(thread), 1u) << "once, as it was made";
+    EXPECT_EQ(ResumeThread(thread), 2u);
 }
 
 TEST_F(StackWalker, ReportsNothingOfAWalkThatFailsLater)
