@@ -21,8 +21,8 @@ namespace
 constexpr DWORD c_PathLength = 4096;
 constexpr DWORD c_VariableLength = 1024;
 constexpr DWORD c_ModuleListSize = 8096; // bytes
-// A thread that stands still is not asked for more: memory cannot be had meanwhile.
-constexpr std::size_t c_MostFrames = 4096;
+// Of a stopped thread at first; more is asked for where that is not enough.
+constexpr std::size_t c_FirstFrames = 4096;
 constexpr char c_SymbolServer[] = "*https://msdl.microsoft.com/download/symbols;";
 
 constexpr char const* c_SymbolTypes[] = {"-nosymbols-", "COFF", "CV",  "PDB",    "-exported-",
@@ -208,14 +208,11 @@ class CScopedSuspension
 public:
     explicit CScopedSuspension(HANDLE thread) : m_thread(thread)
     {
-        if (m_thread != nullptr)
+        HeapLock(GetProcessHeap());
+        m_isStopped = SuspendThread(m_thread) != c_Failed;
+        if (!m_isStopped)
         {
-            HeapLock(GetProcessHeap());
-            m_isStopped = SuspendThread(m_thread) != c_Failed;
-            if (!m_isStopped)
-            {
-                HeapUnlock(GetProcessHeap());
-            }
+            HeapUnlock(GetProcessHeap());
         }
     }
 
@@ -224,14 +221,8 @@ public:
 
     ~CScopedSuspension()
     {
-        End();
-    }
-
-    void End()
-    {
         if (m_isStopped)
         {
-            m_isStopped = false;
             ResumeThread(m_thread);
             HeapUnlock(GetProcessHeap());
         }
@@ -239,7 +230,7 @@ public:
 
     bool IsGood() const
     {
-        return m_thread == nullptr || m_isStopped;
+        return m_isStopped;
     }
 
 private:
@@ -247,6 +238,40 @@ private:
 
     HANDLE m_thread;
     bool m_isStopped = false;
+};
+
+// A handle that is closed with its holder.
+class CScopedHandle
+{
+public:
+    explicit CScopedHandle(HANDLE handle = nullptr) : m_handle(handle)
+    {
+    }
+
+    CScopedHandle(CScopedHandle const&) = delete;
+    CScopedHandle& operator=(CScopedHandle const&) = delete;
+
+    ~CScopedHandle()
+    {
+        if (m_handle != nullptr && m_handle != INVALID_HANDLE_VALUE)
+        {
+            CloseHandle(m_handle);
+        }
+    }
+
+    HANDLE Get() const
+    {
+        return m_handle;
+    }
+
+    // For an empty holder.
+    HANDLE* Receive()
+    {
+        return &m_handle;
+    }
+
+private:
+    HANDLE m_handle;
 };
 
 SAddress flat(DWORD64 offset)
@@ -297,22 +322,33 @@ public:
         alignas(SSymbol) char symbol[sizeof(SSymbol) + CbStackWalkerBase::SFrameEntry::c_TextLength];
         SModule module;
         CbStackWalkerBase::SFrameEntry entry;
+        // Of a stopped thread: its frames, and where and why there are none.
         std::vector<SFrame> frames;
+        DWORD64 failedPc;
+        DWORD failure;
     };
 
-    // Takes the frames from the registers on. Those that come without a stop of the thread are shown at once.
-    void Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& context, SBuffers& buffers, bool isStopped);
-    void ShowTaken(CbStackWalkerBase& walker, SBuffers& buffers);
+    // Shows the frames from the registers on.
+    void Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& context, SBuffers& buffers);
+
+    // Stops the thread, and shows its frames when it goes on. False where it cannot be stopped.
+    bool WalkStopped(CbStackWalkerBase& walker, HANDLE thread, SBuffers& buffers);
 
 private:
     CStringA buildSearchPath() const;
     void addVariable(CStringA& path, char const* name, char const* suffix = "") const;
     CStringA getVariable(char const* name) const;
+    bool takeSession();
     bool initialize(CbStackWalkerBase& walker);
     bool loadBySnapshot(CbStackWalkerBase& walker, char const* libraryName);
     bool loadByList(CbStackWalkerBase& walker);
     void loadModule(CbStackWalkerBase& walker, char const* image, char const* name, DWORD64 base, DWORD size);
     unsigned __int64 getFileVersion(char const* image) const;
+    // Hands each frame to `take` until that is false; whether there was any. `failedPc` is where it stood otherwise.
+    template <class Take>
+    bool walkFrames(HANDLE thread, CONTEXT& context, DWORD64& failedPc, Take const& take);
+    bool takeStopped(HANDLE thread, CONTEXT& context, SBuffers& buffers);
+    void showTaken(CbStackWalkerBase& walker, SBuffers& buffers);
     // False at the end of the walk.
     bool showFrame(CbStackWalkerBase& walker, SBuffers& buffers, SBuffers::SFrame frame, bool isFirst);
     void resolve(CbStackWalkerBase& walker, SBuffers& buffers, DWORD64 pc);
@@ -322,10 +358,10 @@ private:
     unsigned int m_options;
     CStringA m_symbolPath;
     DWORD m_processId;
+    CScopedHandle m_ownProcess; // closed after the session's end
     HANDLE m_process;
     bool m_isInitialized = false;
     bool m_hasModules = false;
-    DWORD m_walkError = 0;
 };
 
 bool CWalkerState::LoadModules(CbStackWalkerBase& walker)
@@ -351,8 +387,29 @@ bool CWalkerState::LoadModules(CbStackWalkerBase& walker)
     return true;
 }
 
+// The support library keeps one session for each handle, refuses a second one of the same, and ends it for all who use it.
+// So a walker that was given no real handle has a duplicate of its own.
+bool CWalkerState::takeSession()
+{
+    HANDLE const process = GetCurrentProcess();
+    if (m_process != process)
+    {
+        return true;
+    }
+    if (!DuplicateHandle(process, process, process, m_ownProcess.Receive(), 0, FALSE, DUPLICATE_SAME_ACCESS))
+    {
+        return false;
+    }
+    m_process = m_ownProcess.Get();
+    return true;
+}
+
 bool CWalkerState::initialize(CbStackWalkerBase& walker)
 {
+    if (!takeSession())
+    {
+        return false;
+    }
     CStringA path;
     bool const isBuilding = (m_options & CbStackWalkerBase::c_BuildSearchPath) != 0;
     if (isBuilding)
@@ -449,20 +506,19 @@ bool CWalkerState::loadBySnapshot(CbStackWalkerBase& walker, char const* library
     {
         return false;
     }
-    HANDLE const snapshot = create(c_SnapModule, m_processId);
-    if (snapshot == INVALID_HANDLE_VALUE)
+    CScopedHandle const snapshot(create(c_SnapModule, m_processId));
+    if (snapshot.Get() == INVALID_HANDLE_VALUE)
     {
         return false;
     }
     SModuleEntry entry{};
     entry.size = sizeof entry;
     bool hasAny = false;
-    for (BOOL isThere = first(snapshot, &entry); isThere; isThere = next(snapshot, &entry))
+    for (BOOL isThere = first(snapshot.Get(), &entry); isThere; isThere = next(snapshot.Get(), &entry))
     {
         loadModule(walker, entry.path, entry.name, reinterpret_cast<ULONG_PTR>(entry.base), entry.imageSize);
         hasAny = true;
     }
-    CloseHandle(snapshot);
     return hasAny;
 }
 
@@ -556,40 +612,83 @@ unsigned __int64 CWalkerState::getFileVersion(char const* image) const
     return static_cast<unsigned __int64>(version.high) << 32 | version.low;
 }
 
-void CWalkerState::Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& context, SBuffers& buffers, bool isStopped)
+template <class Take>
+bool CWalkerState::walkFrames(HANDLE thread, CONTEXT& context, DWORD64& failedPc, Take const& take)
 {
     SStackFrame frame{};
     frame.pc = flat(context.Rip);
     frame.frame = flat(context.Rbp);
     frame.stack = flat(context.Rsp);
-    bool isFirst = true;
+    bool hasAny = false;
     while (m_library.stackWalk(c_MachineX64, m_process, thread, &frame, &context, readMemory, m_library.functionTable,
                                m_library.moduleBase, nullptr))
     {
-        SBuffers::SFrame const taken{frame.pc.offset, frame.returnPc.offset};
-        bool const isEnd = taken.pc == taken.returnPc || taken.returnPc == 0;
-        if (isStopped)
+        bool const isFirst = !std::exchange(hasAny, true);
+        if (!take(SBuffers::SFrame{frame.pc.offset, frame.returnPc.offset}, isFirst))
         {
-            buffers.frames.push_back(taken);
-            if (isEnd || buffers.frames.size() == c_MostFrames)
-            {
-                return;
-            }
+            return true;
         }
-        else if (!showFrame(walker, buffers, taken, isFirst))
-        {
-            return;
-        }
-        isFirst = false;
     }
-    m_walkError = GetLastError();
-    if (isFirst && !isStopped)
+    failedPc = frame.pc.offset;
+    return hasAny;
+}
+
+void CWalkerState::Walk(CbStackWalkerBase& walker, HANDLE thread, CONTEXT& context, SBuffers& buffers)
+{
+    DWORD64 failedPc = 0;
+    if (!walkFrames(thread, context, failedPc,
+                    [&](SBuffers::SFrame frame, bool isFirst) { return showFrame(walker, buffers, frame, isFirst); }))
     {
-        walker.onSupportError("StackWalk64", m_walkError, frame.pc.offset);
+        walker.onSupportError("StackWalk64", GetLastError(), failedPc);
     }
 }
 
-void CWalkerState::ShowTaken(CbStackWalkerBase& walker, SBuffers& buffers)
+bool CWalkerState::WalkStopped(CbStackWalkerBase& walker, HANDLE thread, SBuffers& buffers)
+{
+    for (std::size_t room = c_FirstFrames;; room *= 2)
+    {
+        // Memory cannot be had while the thread stands, and what was taken before tells nothing once it has gone on: where
+        // there was too little room, the whole stack is taken anew.
+        buffers.frames.clear();
+        buffers.frames.reserve(room);
+        alignas(16) CONTEXT registers;
+        std::memset(&registers, 0, sizeof registers);
+        registers.ContextFlags = CONTEXT_FULL;
+        CScopedSuspension const suspension(thread);
+        if (!suspension.IsGood() || !GetThreadContext(thread, &registers))
+        {
+            return false;
+        }
+        if (takeStopped(thread, registers, buffers))
+        {
+            break;
+        }
+    }
+    showTaken(walker, buffers);
+    return true;
+}
+
+// False where the room did not do.
+bool CWalkerState::takeStopped(HANDLE thread, CONTEXT& context, SBuffers& buffers)
+{
+    bool isWhole = true;
+    auto const take = [&](SBuffers::SFrame frame, bool)
+    {
+        isWhole = buffers.frames.size() < buffers.frames.capacity();
+        if (isWhole)
+        {
+            buffers.frames.push_back(frame);
+        }
+        return isWhole && frame.pc != frame.returnPc && frame.returnPc != 0;
+    };
+    if (!walkFrames(thread, context, buffers.failedPc, take))
+    {
+        buffers.failure = GetLastError();
+    }
+    return isWhole;
+}
+
+void CWalkerState::showTaken(CbStackWalkerBase& walker, SBuffers& buffers)
 {
     bool isFirst = true;
     for (SBuffers::SFrame const& frame : buffers.frames)
@@ -602,7 +701,7 @@ void CWalkerState::ShowTaken(CbStackWalkerBase& walker, SBuffers& buffers)
     }
     if (buffers.frames.empty())
     {
-        walker.onSupportError("StackWalk64", m_walkError, 0);
+        walker.onSupportError("StackWalk64", buffers.failure, buffers.failedPc);
     }
 }
 
@@ -719,38 +818,23 @@ bool CbStackWalkerBase::WalkStack(HANDLE thread, CONTEXT const* context, FnReadM
     // Large, and cleared where it is used.
     auto const buffers = std::make_unique_for_overwrite<detail::CWalkerState::SBuffers>();
     bool const isOwn = thread == nullptr || GetThreadId(thread) == GetCurrentThreadId();
-    bool const isStopping = !isOwn && context == nullptr;
+    CScopedReading const reading({readMemoryFunction, userData});
+    if (!isOwn && context == nullptr)
+    {
+        return m_state->WalkStopped(*this, thread, *buffers);
+    }
     alignas(16) CONTEXT registers;
     std::memset(&registers, 0, sizeof registers);
-    CScopedReading const reading({readMemoryFunction, userData});
-    if (isStopping)
-    {
-        buffers->frames.reserve(c_MostFrames);
-    }
-    CScopedSuspension suspension(isStopping ? thread : nullptr);
     if (context != nullptr)
     {
         registers = *context;
-    }
-    else if (isStopping)
-    {
-        registers.ContextFlags = CONTEXT_FULL;
-        if (!suspension.IsGood() || !GetThreadContext(thread, &registers))
-        {
-            return false;
-        }
     }
     else
     {
         registers.ContextFlags = CONTEXT_FULL;
         RtlCaptureContext(&registers);
     }
-    m_state->Walk(*this, isOwn ? GetCurrentThread() : thread, registers, *buffers, isStopping);
-    if (isStopping)
-    {
-        suspension.End();
-        m_state->ShowTaken(*this, *buffers);
-    }
+    m_state->Walk(*this, isOwn ? GetCurrentThread() : thread, registers, *buffers);
     return true;
 }
 

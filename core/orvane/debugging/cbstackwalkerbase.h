@@ -19,7 +19,8 @@ struct SSupportSystem;
 ///
 /// Threads: a walker is used by one thread at a time. Walks of all walkers take turns: the support library is not made
 /// for several at once. Another thread is suspended while its frames are taken, and goes on before they are resolved
-/// and shown, so neither can wait for a lock that it holds.
+/// and shown, so neither can wait for a lock that it holds. A stack of more than 4,096 frames is taken again as a whole,
+/// with more room, until all of it fits: the thread stands several times then.
 /// Origin: the thirteen functions of dbghelp.dll; on Linux the compiler's unwinder and its reader of debug data.
 class ORVANE_API CbStackWalkerBase
 {
@@ -58,11 +59,13 @@ public:
     using FnReadMemory = BOOL (*)(HANDLE process, unsigned __int64 address, void* buffer, DWORD size, DWORD* read,
                                   void* userData);
 
-    /// Walks the calling process. `symbolPath` comes first on the search path; null is none. It is copied.
+    /// Walks the calling process, in a session of its own with the support library. `symbolPath` comes first on the search
+    /// path; null is none. It is copied.
     explicit CbStackWalkerBase(unsigned int options = c_AllOptions, char const* symbolPath = nullptr);
 
     /// Under a process handle of the caller's, which must stay open. The support library keeps one session for each
-    /// handle: a walker beside the library's own wants a duplicate of it.
+    /// handle, so no two walkers may have the same one. What GetCurrentProcess() gives stands for the process: the walker
+    /// makes a duplicate of its own then.
     CbStackWalkerBase(unsigned int options, char const* symbolPath, DWORD processId, HANDLE process);
 
     CbStackWalkerBase(CbStackWalkerBase const&) = delete;
@@ -72,13 +75,14 @@ public:
     virtual ~CbStackWalkerBase();
 
     /// Loads the support library and tells it the modules of the process; later calls have nothing to do.
-    /// Reports: false with the last error 1114 without the library, 8 without memory, else that of the support library.
+    /// Reports: false with the last error 1114 without the library, 8 without memory, else that of the support library or
+    /// of the handle's duplication.
     bool LoadModules();
 
     /// Walks the stack of `thread`; null is the calling thread. `context` is where to begin; null is where the thread
     /// stands. `readMemory` null reads the process's memory.
     /// Reports: false where LoadModules does, or where the thread cannot be suspended or its registers not be had.
-    /// Raises: what the output operations raise.
+    /// Raises: what the output operations raise; std::bad_alloc.
     bool WalkStack(HANDLE thread = nullptr, CONTEXT const* context = nullptr, FnReadMemory readMemory = nullptr,
                    void* userData = nullptr);
 

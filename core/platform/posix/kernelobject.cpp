@@ -699,6 +699,15 @@ BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, 
     {
         return fail(ERROR_INVALID_HANDLE);
     }
+    if (source == c_CurrentProcess)
+    {
+        // No object stands behind it: the value is its own duplicate.
+        if (target != nullptr)
+        {
+            *target = source;
+        }
+        return TRUE;
+    }
     NoSuspend const guard;
     ObjectRef ref = findObject(source);
     if (!ref)

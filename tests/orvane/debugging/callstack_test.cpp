@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/debugging/cbstackwalkerbase.h"
+#include "orvane/debugging/cystackwalkeroutput.h"
 
 namespace
 {
@@ -164,6 +165,61 @@ TEST(GetCallStack, EndsAtAFunctionThatCallsItself)
     ASSERT_FALSE(lines.empty());
     EXPECT_LE(lines.size(), 4) << text.GetString();
     EXPECT_TRUE(holds(lines.back(), L"WalkStack"));
+}
+
+TEST(GetCallStack, IsWholeAfterAnotherWalkerCameAndWent)
+{
+    class CClientsWalker : public CbStackWalkerBase
+    {
+    };
+
+    CStringW text;
+    takeInOuterStep(text, 0);
+    ASSERT_NE(text.Find(L"takeInOuterStep"), -1) << text.GetString();
+    {
+        CClientsWalker walker;
+        EXPECT_TRUE(walker.WalkStack());
+    }
+
+    takeInOuterStep(text, 0);
+
+    EXPECT_NE(text.Find(L"takeInOuterStep"), -1) << text.GetString();
+}
+
+TEST(GetCallStack, IsWholeAfterAnotherWalkerOfTheProcessesOwnHandle)
+{
+    class CClientsWalker : public CbStackWalkerBase
+    {
+    public:
+        CClientsWalker() : CbStackWalkerBase(0, nullptr, GetCurrentProcessId(), GetCurrentProcess())
+        {
+        }
+    };
+
+    CStringW text;
+    takeInOuterStep(text, 0);
+    {
+        CClientsWalker walker;
+        EXPECT_TRUE(walker.WalkStack());
+    }
+
+    takeInOuterStep(text, 0);
+
+    EXPECT_NE(text.Find(L"takeInOuterStep"), -1) << text.GetString();
+}
+
+TEST(GetCallStack, IsWholeAfterAnotherCollectingWalkerCameAndWent)
+{
+    CStringW text;
+    takeInOuterStep(text, 0);
+    {
+        CyStackWalkerOutput walker;
+        EXPECT_TRUE(walker.WalkStack());
+    }
+
+    takeInOuterStep(text, 0);
+
+    EXPECT_NE(text.Find(L"takeInOuterStep"), -1) << text.GetString();
 }
 
 TEST(GetCallStack, WorksInStaticInitialisers)

@@ -2,11 +2,14 @@
 
 #include "orvane/debugging/cbstackwalkerbase.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -41,8 +44,9 @@ struct SSupport
     bool hasSearchPath = false;
     std::string searchPath;
     DWORD options = 0;
-    bool hasSnapshot = false;
+    HANDLE snapshot = nullptr;
     unsigned int snapshotEntry = 0;
+    unsigned int snapshotCount = 2;
     DWORD64 refusedBase = 0;
     Texts modules; // as the symbol handler was told them
 
@@ -91,6 +95,12 @@ BOOL walk(DWORD machine, HANDLE process, HANDLE, SStackFrame* frame, void*, Debu
         read(process, reinterpret_cast<ULONG_PTR>(c_Plain), &byte, 1, &count);
         EXPECT_EQ(count, 1u);
         EXPECT_EQ(byte, 'd');
+    }
+    if (frame->reserved[0] == 0)
+    {
+        // A walk that begins.
+        frame->reserved[0] = 1;
+        s_support.nextFrame = 0;
     }
     if (s_support.nextFrame == s_support.frames.size())
     {
@@ -193,12 +203,12 @@ HANDLE createSnapshot(DWORD flags, DWORD)
 {
     EXPECT_EQ(flags, 8u);
     s_support.snapshotEntry = 0;
-    return nullptr;
+    return s_support.snapshot;
 }
 
 BOOL nextEntry(HANDLE, SModuleEntry* entry)
 {
-    if (s_support.snapshotEntry == 2)
+    if (s_support.snapshotEntry == s_support.snapshotCount)
     {
         return FALSE;
     }
@@ -327,6 +337,8 @@ public:
     std::vector<EEntryKind> m_kinds;
     std::vector<SFrameEntry> m_entries;
     bool m_isRaising = false;
+    bool m_isRaisingInSetup = false; // by the texts of modules
+    bool m_isRaisingInErrors = false;
 
     void onFrame(EEntryKind kind, SFrameEntry const& entry) override
     {
@@ -338,6 +350,10 @@ public:
 protected:
     void onOutputSetup(wchar_t const* text) override
     {
+        if (m_isRaisingInSetup && std::wstring_view(text).starts_with(L"Loading"))
+        {
+            throw std::runtime_error("no room");
+        }
         m_setup.emplace_back(CStringA(text).GetString());
     }
 
@@ -352,8 +368,54 @@ protected:
 
     void onOutputError(wchar_t const* text) override
     {
+        if (m_isRaisingInErrors)
+        {
+            throw std::runtime_error("no room");
+        }
         m_errors.emplace_back(CStringA(text).GetString());
     }
+};
+
+// Keeps of the frames what is short.
+class CBriefWalker : public CWalker
+{
+public:
+    std::vector<unsigned __int64> m_addresses;
+
+    void onFrame(EEntryKind kind, SFrameEntry const& entry) override
+    {
+        m_kinds.push_back(kind);
+        m_addresses.push_back(entry.address);
+    }
+};
+
+// A thread that has not begun: it may be stopped under the sanitizers too.
+class CWaitingThread
+{
+public:
+    CWaitingThread()
+        : m_handle(CreateThread(
+              nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, CREATE_SUSPENDED, nullptr))
+    {
+    }
+
+    CWaitingThread(CWaitingThread const&) = delete;
+    CWaitingThread& operator=(CWaitingThread const&) = delete;
+
+    ~CWaitingThread()
+    {
+        ResumeThread(m_handle);
+        WaitForSingleObject(m_handle, INFINITE);
+        CloseHandle(m_handle);
+    }
+
+    operator HANDLE() const
+    {
+        return m_handle;
+    }
+
+private:
+    HANDLE m_handle;
 };
 
 struct SWalkerPositions : public CbStackWalkerBase
@@ -596,6 +658,46 @@ TEST_F(StackWalker, ReportsAModuleThatCannotBeLoaded)
     EXPECT_NE(walker.m_setup[2].find("(result: 193)"), std::string::npos);
 }
 
+TEST_F(StackWalker, ClosesTheSnapshotWhereASetupOutputRaises)
+{
+    s_support.libraries.insert("kernel32.dll");
+    s_support.snapshot = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    CWalker walker;
+    walker.m_isRaisingInSetup = true;
+
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    EXPECT_FALSE(SetEvent(s_support.snapshot));
+    EXPECT_EQ(GetLastError(), 6u);
+}
+
+TEST_F(StackWalker, ClosesTheSnapshotWhereAnErrorOutputRaises)
+{
+    s_support.libraries.insert("kernel32.dll");
+    s_support.snapshot = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    s_support.refusedBase = 0x1000;
+    CWalker walker;
+    walker.m_isRaisingInErrors = true;
+
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    EXPECT_FALSE(SetEvent(s_support.snapshot));
+    EXPECT_EQ(GetLastError(), 6u);
+}
+
+TEST_F(StackWalker, LoadsTheModulesAnewAfterAnOutputRaised)
+{
+    s_support.libraries.insert("kernel32.dll");
+    CWalker walker;
+    walker.m_isRaisingInSetup = true;
+    EXPECT_THROW(walker.LoadModules(), std::runtime_error);
+
+    walker.m_isRaisingInSetup = false;
+    EXPECT_TRUE(walker.LoadModules());
+
+    EXPECT_EQ(walker.m_setup.size(), 3u);
+}
+
 // ---- walking
 
 TEST_F(StackWalker, ShowsEachFrameAndTellsTheEnd)
@@ -657,6 +759,81 @@ TEST_F(StackWalker, ReportsAWalkThatFailsAtOnce)
     EXPECT_TRUE(walker.m_kinds.empty());
 }
 
+TEST_F(StackWalker, ReportsWhereAWalkStoodThatFailsAtOnce)
+{
+    CWalker walker;
+    CWaitingThread const thread;
+    alignas(16) CONTEXT context;
+    std::memset(&context, 0, sizeof context);
+    context.Rip = 0xABCDEF;
+
+    EXPECT_TRUE(walker.WalkStack(nullptr, &context));
+    EXPECT_TRUE(walker.WalkStack(thread, &context));
+
+    EXPECT_EQ(walker.m_errors, (Texts(2, "StackWalk64, GetLastError: 487 (Address: 0000000000ABCDEF)")));
+}
+
+TEST_F(StackWalker, ReportsWhereAStoppedThreadStoodWhoseWalkFailsAtOnce)
+{
+    CWalker walker;
+    CWaitingThread const thread;
+    alignas(16) CONTEXT context;
+    std::memset(&context, 0, sizeof context);
+    context.ContextFlags = CONTEXT_FULL;
+    ASSERT_TRUE(GetThreadContext(thread, &context));
+    ASSERT_NE(context.Rip, 0u);
+    CStringA expected;
+    expected.Format("StackWalk64, GetLastError: 487 (Address: %p)",
+                    reinterpret_cast<void*>(static_cast<ULONG_PTR>(context.Rip)));
+
+    EXPECT_TRUE(walker.WalkStack(thread));
+
+    EXPECT_EQ(walker.m_errors, (Texts{expected.GetString()}));
+    EXPECT_TRUE(walker.m_kinds.empty());
+}
+
+TEST_F(StackWalker, ShowsAllFramesOfAStoppedThread)
+{
+    using S = CbStackWalkerBase;
+    CWaitingThread const thread;
+    for (std::size_t const count : {1u, 2u, 4096u, 4097u, 8192u, 8193u, 20000u})
+    {
+        SCOPED_TRACE(count);
+        s_support.frames.clear();
+        for (std::size_t n = 1; n <= count; ++n)
+        {
+            s_support.frames.push_back({n, n < count ? n + 1 : 0});
+        }
+        CBriefWalker walker;
+
+        EXPECT_TRUE(walker.WalkStack(thread));
+
+        ASSERT_EQ(walker.m_kinds.size(), count + 1);
+        EXPECT_EQ(walker.m_kinds.front(), S::eFirstEntry);
+        EXPECT_EQ(std::count(walker.m_kinds.begin(), walker.m_kinds.end(), S::eNextEntry),
+                  static_cast<std::ptrdiff_t>(count) - 1);
+        EXPECT_EQ(walker.m_kinds.back(), S::eLastEntry);
+        for (std::size_t n = 0; n < count; ++n)
+        {
+            ASSERT_EQ(walker.m_addresses[n], n + 1);
+        }
+        EXPECT_TRUE(walker.m_errors.empty());
+    }
+}
+
+TEST_F(StackWalker, LetsAStoppedThreadGoOn)
+{
+    s_support.frames.assign(5000, {0x10, 0x20});
+    CWaitingThread const thread;
+    CBriefWalker walker;
+
+    EXPECT_TRUE(walker.WalkStack(thread));
+
+    EXPECT_EQ(walker.m_kinds.size(), 5000u);
+    EXPECT_EQ(SuspendThread(thread), 1u) << "once, as it was made";
+    EXPECT_EQ(ResumeThread(thread), 2u);
+}
+
 TEST_F(StackWalker, ReportsNothingOfAWalkThatFailsLater)
 {
     s_support.frames = {{0x10, 0x20}};
@@ -704,7 +881,6 @@ TEST_F(StackWalker, PrefersTheFullestNameThatIsKnown)
     first.WalkStack();
     EXPECT_EQ(first.m_frames, (Texts{"file.cpp (12): function"}));
 
-    s_support.nextFrame = 0;
     s_support.undecorated = "";
     CWalker second;
     second.WalkStack();
@@ -756,7 +932,6 @@ TEST_F(StackWalker, NamesTheKindsOfSymbols)
     {
         s_support.symbolType = type;
         s_support.frames = {{0x10, 0}};
-        s_support.nextFrame = 0;
         CWalker walker;
         walker.WalkStack();
         EXPECT_STREQ(walker.m_entries[0].symbolType, expected[type]);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -15,6 +16,7 @@ namespace
 {
 constexpr unsigned int c_PatienceMs = 60000;
 constexpr int c_Rounds = 200;
+constexpr int c_Depth = 5000; // even
 
 // A session of its own with the support library: a duplicate of the process's handle.
 HANDLE ownProcess()
@@ -38,6 +40,31 @@ protected:
     void onOutputFrame(wchar_t const* text) override
     {
         m_text.append(text).append(L"\n");
+    }
+};
+
+// Keeps of the frames no more than how many there are.
+class CCounter : public CbStackWalkerBase
+{
+public:
+    CCounter() : CbStackWalkerBase(0)
+    {
+    }
+
+    unsigned int m_even = 0;
+    unsigned int m_odd = 0;
+    unsigned int m_ends = 0;
+    EEntryKind m_last = eFirstEntry;
+
+protected:
+    void onFrame(EEntryKind kind, SFrameEntry const& entry) override
+    {
+        std::string_view const name = entry.name;
+        bool const isFrame = kind != eLastEntry;
+        m_even += isFrame && name.find("evenStep") != std::string_view::npos ? 1u : 0u;
+        m_odd += isFrame && name.find("oddStep") != std::string_view::npos ? 1u : 0u;
+        m_ends += isFrame ? 0u : 1u;
+        m_last = kind;
     }
 };
 
@@ -91,8 +118,36 @@ void awaitInside(SGate const& gate)
     gate.rounds = 0;
 }
 
+// Two that call each other: one that calls itself would end the walk.
+[[gnu::noinline]] void oddStep(SGate& gate, int depth);
+
+[[gnu::noinline]] void evenStep(SGate& gate, int depth)
+{
+    if (depth == 0)
+    {
+        turnInOtherThread(gate);
+    }
+    else
+    {
+        oddStep(gate, depth - 1);
+    }
+    gate.rounds = 1;
+}
+
+[[gnu::noinline]] void oddStep(SGate& gate, int depth)
+{
+    evenStep(gate, depth - 1);
+    gate.rounds = 2;
+}
+
 namespace
 {
+DWORD descend(void* gate)
+{
+    evenStep(*static_cast<SGate*>(gate), c_Depth);
+    return 0;
+}
+
 DWORD turn(void* gate)
 {
     callTurn(*static_cast<SGate*>(gate));
@@ -141,6 +196,22 @@ TEST(WalkThread, NamesItsFunctionsInnermostFirst)
     ASSERT_NE(outer, std::wstring::npos) << walker.m_text;
     EXPECT_LT(inner, outer);
     EXPECT_EQ(walker.m_text.find(L"WalkStack"), std::wstring::npos);
+}
+
+TEST(WalkThread, ShowsAllFramesOfADeepStackAndItsEnd)
+{
+    SGate gate;
+    SThread const thread(descend, &gate);
+    awaitInside(gate);
+    CCounter walker;
+
+    EXPECT_TRUE(walker.WalkStack(thread.handle));
+    gate.isEnding = true;
+
+    EXPECT_EQ(walker.m_even, c_Depth / 2 + 1u);
+    EXPECT_EQ(walker.m_odd, c_Depth / 2u);
+    EXPECT_EQ(walker.m_ends, 1u);
+    EXPECT_EQ(walker.m_last, CbStackWalkerBase::eLastEntry);
 }
 
 TEST(WalkThread, LetsItGoOnAfterwards)

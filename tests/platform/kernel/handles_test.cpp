@@ -122,6 +122,23 @@ TEST(DuplicateHandle, FailsWith6ForAProcessThatIsNone)
     EXPECT_EQ(copy, nullptr);
 }
 
+TEST(DuplicateHandle, MakesAHandleOfTheCurrentProcessesPseudoHandle)
+{
+    const HANDLE process = GetCurrentProcess();
+    const char source = 'x';
+    char target = 0;
+    std::size_t count = 0;
+    for (int round = 0; round < 2; ++round)
+    {
+        HANDLE copy = nullptr;
+        ASSERT_TRUE(DuplicateHandle(process, process, process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS));
+        EXPECT_NE(copy, nullptr);
+        EXPECT_TRUE(ReadProcessMemory(copy, &source, &target, 1, &count));
+        EXPECT_EQ(target, 'x');
+        EXPECT_TRUE(CloseHandle(copy));
+    }
+}
+
 TEST(DuplicateHandle, MakesAHandleForOthersOfTheCurrentThreadsPseudoHandle)
 {
     CHandle self;

@@ -75,7 +75,8 @@ ORVANE_PLATFORM_API DWORD WaitForMultipleObjects(DWORD count, HANDLE const* hand
 ORVANE_PLATFORM_API BOOL CloseHandle(HANDLE handle) noexcept;
 
 /// Another handle to the same object. Both processes must be GetCurrentProcess(); handles are never inherited, whatever
-/// `inherit` says, and have no access rights: without DUPLICATE_SAME_ACCESS `access` is not looked at.
+/// `inherit` says, and have no access rights: without DUPLICATE_SAME_ACCESS `access` is not looked at. A duplicate of
+/// GetCurrentProcess() is that value again.
 /// Reports: 6 for another process or a bad source, 87 for an unknown option; `*target` is null then.
 ORVANE_PLATFORM_API BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, HANDLE* target,
                                          DWORD access, BOOL inherit, DWORD options) noexcept;
