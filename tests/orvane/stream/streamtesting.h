@@ -187,4 +187,53 @@ private:
     std::vector<unsigned __int64> m_reads;
 };
 
+/// Which of the operators of a stream was used last.
+class COperatorWatch : public CbStreamWriteBinaryBuffer
+{
+public:
+    using CbStreamWriteBinaryBuffer::operator<<;
+
+#define ORVANE_WATCHED_OPERATOR(Type)                                                                                  \
+    CbStreamWriteBinary& operator<<(Type value) override                                                               \
+    {                                                                                                                  \
+        m_used = #Type;                                                                                                \
+        return CbStreamWriteBinaryBuffer::operator<<(value);                                                           \
+    }                                                                                                                  \
+    static_assert(true)
+
+    ORVANE_WATCHED_OPERATOR(bool);
+    ORVANE_WATCHED_OPERATOR(char);
+    ORVANE_WATCHED_OPERATOR(signed char);
+    ORVANE_WATCHED_OPERATOR(unsigned char);
+    ORVANE_WATCHED_OPERATOR(short);
+    ORVANE_WATCHED_OPERATOR(unsigned short);
+    ORVANE_WATCHED_OPERATOR(int);
+    ORVANE_WATCHED_OPERATOR(unsigned int);
+    ORVANE_WATCHED_OPERATOR(long);
+    ORVANE_WATCHED_OPERATOR(unsigned long);
+    ORVANE_WATCHED_OPERATOR(__int64);
+    ORVANE_WATCHED_OPERATOR(unsigned __int64);
+    ORVANE_WATCHED_OPERATOR(float);
+    ORVANE_WATCHED_OPERATOR(double);
+
+#undef ORVANE_WATCHED_OPERATOR
+
+    std::string const& GetUsed() const
+    {
+        return m_used;
+    }
+
+private:
+    std::string m_used;
+};
+
+/// The operator by which an object's last value is written.
+template <class T>
+std::string operatorFor(T const& object)
+{
+    COperatorWatch stream;
+    object.Serialize(stream);
+    return stream.GetUsed();
+}
+
 #endif // ORVANE_TESTS_STREAM_STREAMTESTING_H

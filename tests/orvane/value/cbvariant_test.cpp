@@ -55,6 +55,16 @@ public:
     static inline bool s_wasNullMeanwhile = false;
 };
 
+/// A class that is not found by its name.
+class CVariantNamesake : public IObject
+{
+    CB_DECLARE_CLASS(CVariantNamesake);
+};
+
+// The first of the two records is the one that is found; it clones nothing.
+CbRTTI const c_FoundNamesake(L"CVariantNamesake", nullptr, nullptr);
+CB_IMPLEMENT_CLASS(CVariantNamesake);
+
 CB_IMPLEMENT_CLASS(CVariantBrittle);
 CB_IMPLEMENT_CLASS(CVariantHolder);
 
@@ -371,6 +381,28 @@ TEST_F(CbVariantAssignment, OfADateTimeKeepsTheObject)
     EXPECT_EQ(static_cast<CbDateTime&>(variant).GetYear(), 2025u);
 }
 
+TEST_F(CbVariantAssignment, OfADateTimeTakesTheDayOfTheWeekAlong)
+{
+    SYSTEMTIME fields = {};
+    fields.wYear = 2024;
+    fields.wMonth = 5;
+    fields.wDay = 6;
+    fields.wDayOfWeek = 3; // not that date's
+    CbDateTime const date(fields);
+    CbVariant fresh;
+    CbVariant assigned(CbDateTime(2024, 1, 2, 3, 4, 5, 6));
+
+    fresh = date;
+    assigned = date;
+    CbVariant const copy(fresh);
+
+    for (CbVariant const* const variant : {&std::as_const(fresh), &std::as_const(assigned), &copy})
+    {
+        SYSTEMTIME const held = static_cast<CbDateTime const&>(*variant);
+        EXPECT_EQ(held.wDayOfWeek, 3);
+    }
+}
+
 TEST_F(CbVariantAssignment, OfStandardTextEndsAtItsFirstNul)
 {
     EXPECT_EQ(CbVariant(std::string("ab\0cd", 5)), "ab");
@@ -538,6 +570,15 @@ TEST_F(CbVariantObject, IsAClone)
         EXPECT_EQ(CVariantThing::s_instances, 2);
     }
     EXPECT_EQ(CVariantThing::s_instances, 1);
+}
+
+TEST_F(CbVariantObject, IsClonedByItsOwnRecordWhereAnotherHasItsName)
+{
+    ASSERT_EQ(CbRTTI::Find(L"CVariantNamesake"), &c_FoundNamesake);
+
+    CbVariant const variant((CVariantNamesake()));
+
+    EXPECT_NE(dynamic_cast<CVariantNamesake const*>(&static_cast<IObject const&>(variant)), nullptr);
 }
 
 TEST_F(CbVariantObject, WithoutACloneFunctionIsRefusedAndMissing)

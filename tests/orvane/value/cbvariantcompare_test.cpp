@@ -62,6 +62,55 @@ std::vector<SPair> orderedPairs()
         {CbVariant("a"), CbVariant("\xFF")},
     };
 }
+
+// Two integers that only the top bit tells apart, and pairs whose low parts are equal or say the opposite of the whole.
+template <class T>
+void addPairsOfEveryBit(std::vector<SPair>& pairs)
+{
+    constexpr unsigned int c_Bits = 8 * sizeof(T);
+    T const top = static_cast<T>(1ull << (c_Bits - 1));
+    T const odd = static_cast<T>(top + 1);
+    bool const isSigned = top < 0;
+    pairs.push_back({CbVariant(isSigned ? odd : static_cast<T>(1)), CbVariant(isSigned ? static_cast<T>(1) : odd)});
+    for (unsigned int bit = 4; bit < c_Bits - 1; bit += bit == 4 ? 4 : 8)
+    {
+        T const high = static_cast<T>(1ull << bit);
+        pairs.push_back({CbVariant(static_cast<T>(1)), CbVariant(high)});
+        pairs.push_back({CbVariant(static_cast<T>(1)), CbVariant(static_cast<T>(high + 1))});
+        pairs.push_back({CbVariant(static_cast<T>(2)), CbVariant(static_cast<T>(high + 1))});
+        pairs.push_back({CbVariant(high), CbVariant(static_cast<T>(high + 1))});
+    }
+}
+
+std::vector<SPair> pairsOfEveryBit()
+{
+    std::vector<SPair> pairs;
+    addPairsOfEveryBit<char>(pairs);
+    addPairsOfEveryBit<signed char>(pairs);
+    addPairsOfEveryBit<unsigned char>(pairs);
+    addPairsOfEveryBit<short>(pairs);
+    addPairsOfEveryBit<unsigned short>(pairs);
+    addPairsOfEveryBit<int>(pairs);
+    addPairsOfEveryBit<unsigned int>(pairs);
+    addPairsOfEveryBit<__int64>(pairs);
+    addPairsOfEveryBit<unsigned __int64>(pairs);
+    pairs.push_back({CbVariant(0.1), CbVariant(std::nextafter(0.1, 1.0))});
+    pairs.push_back({CbVariant(-0.1), CbVariant(0.1)});
+    pairs.push_back({CbVariant(1e-300), CbVariant(1e300)});
+    pairs.push_back({CbVariant(0.1f), CbVariant(std::nextafter(0.1f, 1.0f))});
+    pairs.push_back({CbVariant(1e-30f), CbVariant(1e30f)});
+    return pairs;
+}
+
+void expectOrder(SPair const& pair)
+{
+    EXPECT_TRUE(pair.smaller < pair.larger) << testing::PrintToString(pair.smaller);
+    EXPECT_FALSE(pair.larger < pair.smaller) << testing::PrintToString(pair.smaller);
+    EXPECT_FALSE(pair.smaller < pair.smaller);
+    EXPECT_TRUE(pair.larger > pair.smaller) << testing::PrintToString(pair.smaller);
+    EXPECT_FALSE(pair.smaller > pair.larger) << testing::PrintToString(pair.smaller);
+    EXPECT_FALSE(pair.larger > pair.larger);
+}
 } // namespace
 
 // ---- equality
@@ -91,6 +140,15 @@ TEST_F(CbVariantEquality, FailsForOtherValuesOfTheSameKind)
     EXPECT_NE(CbVariant(bytesFrom({1, 2})), CbVariant(bytesFrom({1, 3})));
     EXPECT_NE(CbVariant(bytesFrom({1, 2})), CbVariant(bytesFrom({1})));
     EXPECT_NE(CbVariant("text"), CbVariant("Text"));
+}
+
+TEST_F(CbVariantEquality, OfNumbersLooksAtAllTheirBits)
+{
+    for (SPair const& pair : pairsOfEveryBit())
+    {
+        EXPECT_FALSE(pair.smaller == pair.larger) << testing::PrintToString(pair.smaller);
+        EXPECT_TRUE(pair.larger == CbVariant(pair.larger)) << testing::PrintToString(pair.larger);
+    }
 }
 
 TEST_F(CbVariantEquality, DoesNotConvert)
@@ -199,12 +257,15 @@ TEST_F(CbVariantOrder, OfEachKindGoesByItsOwnMeaning)
 {
     for (SPair const& pair : orderedPairs())
     {
-        EXPECT_TRUE(pair.smaller < pair.larger) << testing::PrintToString(pair.smaller);
-        EXPECT_FALSE(pair.larger < pair.smaller) << testing::PrintToString(pair.smaller);
-        EXPECT_FALSE(pair.smaller < pair.smaller);
-        EXPECT_TRUE(pair.larger > pair.smaller) << testing::PrintToString(pair.smaller);
-        EXPECT_FALSE(pair.smaller > pair.larger) << testing::PrintToString(pair.smaller);
-        EXPECT_FALSE(pair.larger > pair.larger);
+        expectOrder(pair);
+    }
+}
+
+TEST_F(CbVariantOrder, OfNumbersLooksAtAllTheirBits)
+{
+    for (SPair const& pair : pairsOfEveryBit())
+    {
+        expectOrder(pair);
     }
 }
 

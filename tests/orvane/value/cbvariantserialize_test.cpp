@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "orvane/exception/cbexceptionstream.h"
@@ -109,11 +111,39 @@ TEST_F(CbVariantSerialize, WritesVersionKindAndValue)
     EXPECT_EQ(serialized(CbVariant(L"ab")), (Bytes{0, 0, 0, 0, 8, 0, 0, 0, 0xFF, 0xFE, 0xFF, 2, 'a', 0, 'b', 0}));
 }
 
+TEST_F(CbVariantSerialize, WritesNumbersByTheOperatorOfTheirOwnType)
+{
+    EXPECT_EQ(operatorFor(CbVariant(true)), "bool");
+    EXPECT_EQ(operatorFor(CbVariant(1)), "int");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<__int64>(1))), "__int64");
+    EXPECT_EQ(operatorFor(CbVariant(1u)), "unsigned int");
+    EXPECT_EQ(operatorFor(CbVariant(1.0f)), "float");
+    EXPECT_EQ(operatorFor(CbVariant(1.0)), "double");
+    EXPECT_EQ(operatorFor(CbVariant('1')), "char");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<signed char>(1))), "signed char");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<unsigned char>(1))), "unsigned char");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<short>(1))), "short");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<unsigned short>(1))), "unsigned short");
+    EXPECT_EQ(operatorFor(CbVariant(static_cast<unsigned __int64>(1))), "unsigned __int64");
+}
+
 TEST_F(CbVariantSerialize, WritesADateTimeAsLocalText)
 {
     CbDateTime const date(L"2024-05-06 07:08:09", /*local*/ true);
 
     EXPECT_EQ(serialized(CbVariant(date)), joined({headOfKind(10), wideText(u"2024-05-06 07:08:09")}));
+}
+
+TEST_F(CbVariantSerialize, WritesTheClockOfTheZoneThatTheProgramRunsIn)
+{
+    char const* const zone = std::getenv("ORVANE_WINE_TZ");
+    if (zone == nullptr || std::string(zone) != "EST5EDT")
+    {
+        GTEST_SKIP() << "the program is run once more in that zone";
+    }
+    CbVariant const noon(CbDateTime(2024, 1, 6, 12, 0, 0, 0));
+
+    EXPECT_EQ(serialized(noon), joined({headOfKind(10), wideText(u"2024-01-06 07:00:00")}));
 }
 
 TEST_F(CbVariantSerialize, WritesTheLowBitsOfWhatALongReferenceWrote)

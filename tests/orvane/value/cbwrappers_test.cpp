@@ -173,46 +173,6 @@ Bytes storedOf(ISerializable const& object)
     object.Serialize(stream);
     return bytesOf(stream);
 }
-
-// Which operator of a stream was used.
-class COperatorWatch : public CbStreamWriteBinaryBuffer
-{
-public:
-    using CbStreamWriteBinaryBuffer::operator<<;
-
-    CbStreamWriteBinary& operator<<(char value) override
-    {
-        used = "char";
-        return CbStreamWriteBinaryBuffer::operator<<(value);
-    }
-
-    CbStreamWriteBinary& operator<<(signed char value) override
-    {
-        used = "signed char";
-        return CbStreamWriteBinaryBuffer::operator<<(value);
-    }
-
-    CbStreamWriteBinary& operator<<(long value) override
-    {
-        used = "long";
-        return CbStreamWriteBinaryBuffer::operator<<(value);
-    }
-
-    CbStreamWriteBinary& operator<<(int value) override
-    {
-        used = "int";
-        return CbStreamWriteBinaryBuffer::operator<<(value);
-    }
-
-    std::string used;
-};
-
-std::string operatorFor(ISerializable const& object)
-{
-    COperatorWatch stream;
-    object.Serialize(stream);
-    return stream.used;
-}
 } // namespace
 
 // ---- values
