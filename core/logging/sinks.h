@@ -31,9 +31,10 @@ ORVANE_LOGGING_API std::shared_ptr<ISink> MakeStandardErrorSink(ELevel minimum =
 /// take the file beyond `maximumBytes` goes to a fresh one; `maximumFiles` older ones are kept as `name.1.ext` (the
 /// youngest), `name.2.ext` and so on. Each line is handed to the system before Write returns.
 /// Raises: std::invalid_argument for `maximumBytes` 0, more than 200,000 files, or a path that cannot be a file name;
-/// std::runtime_error where the file cannot be opened. Write raises std::runtime_error where the file cannot be
-/// written, renamed or opened; that line is lost, and with a failed renaming the file's lines are; the next line opens
-/// the file anew.
+/// std::runtime_error where the file cannot be opened.
+/// A line that the file does not take later (the disk is full, the file cannot be renamed or opened) goes to standard error,
+/// the first of them behind a line of the logger "Logging" with the reason; with a failed renaming the file's lines are lost.
+/// The next line opens the file anew.
 ORVANE_LOGGING_API std::shared_ptr<ISink> MakeRotatingFileSink(std::wstring const& path, std::size_t maximumBytes,
                                                                std::size_t maximumFiles);
 

@@ -343,6 +343,17 @@ TEST_F(RotatingFileSink, RefusesSizesAndNamesThatCannotBe)
     EXPECT_THAT(fileNames(), IsEmpty());
 }
 
+namespace
+{
+template <class F>
+std::vector<std::string> linesOnStandardError(const F& action)
+{
+    testing::internal::CaptureStderr();
+    action();
+    return linesOf(testing::internal::GetCapturedStderr());
+}
+} // namespace
+
 TEST_F(RotatingFileSink, RaisesWhereTheFileCannotBeOpened)
 {
     std::filesystem::create_directory(file());
@@ -350,34 +361,44 @@ TEST_F(RotatingFileSink, RaisesWhereTheFileCannotBeOpened)
     EXPECT_THROW(make(), std::runtime_error);
 }
 
-TEST_F(RotatingFileSink, RaisesWhereTheFileCannotBeRenamedAndGoesOnWhenItCan)
+TEST_F(RotatingFileSink, ShowsTheLineOnStandardErrorWhereTheFileCannotBeRenamedAndGoesOnWhenItCan)
 {
     const auto sink = make(120, 1);
     sink->Write(recordOf(L"one"));
     // A folder with something in it can be neither removed nor renamed onto.
     std::filesystem::create_directories(file("log.1.txt") / "occupied");
-    EXPECT_THROW(sink->Write(recordOf(L"two")), std::runtime_error);
+    EXPECT_THAT(linesOnStandardError([&] { sink->Write(recordOf(L"two")); }),
+                ElementsAre(HasSubstr(" error [Logging] "), EndsWith(": two")));
 
     std::filesystem::remove_all(file("log.1.txt"));
     sink->Write(recordOf(L"three"));
     EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith(": three")));
 }
 
-TEST_F(RotatingFileSink, RaisesAsLongAsTheFileCannotBeOpenedAgainAndGoesOnWhenItCan)
+TEST_F(RotatingFileSink, ShowsLinesOnStandardErrorAndTheReasonOnceUntilTheFileCanBeOpenedAgain)
 {
     const auto sink = make(120, 1);
     sink->Write(recordOf(L"one"));
     std::filesystem::create_directories(file("log.1.txt") / "occupied");
-    EXPECT_THROW(sink->Write(recordOf(L"two")), std::runtime_error);
+    EXPECT_THAT(linesOnStandardError([&] { sink->Write(recordOf(L"two")); }),
+                ElementsAre(HasSubstr(" error [Logging] "), EndsWith(": two")));
     // Nothing is open after a failure, so the name can be taken away, on Windows too.
     std::filesystem::remove(file());
     std::filesystem::create_directory(file());
-    EXPECT_THROW(sink->Write(recordOf(L"three")), std::runtime_error);
-    EXPECT_THROW(sink->Write(recordOf(L"four")), std::runtime_error);
+    EXPECT_THAT(linesOnStandardError(
+                    [&]
+                    {
+                        sink->Write(recordOf(L"three", Logging::eLevelDebug));
+                        sink->Write(recordOf(L"four"));
+                    }),
+                ElementsAre(EndsWith(": three"), EndsWith(": four")));
 
     std::filesystem::remove(file());
     sink->Write(recordOf(L"five"));
     EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith(": five")));
+    std::filesystem::remove(file());
+    std::filesystem::create_directory(file());
+    EXPECT_THAT(linesOnStandardError([&] { sink->Write(recordOf(L"six")); }), SizeIs(2));
 }
 
 TEST_F(RotatingFileSink, TakesLinesOfManyThreads)

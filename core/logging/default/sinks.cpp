@@ -208,16 +208,29 @@ public:
             }
             writeTo(*m_sink, record);
             m_sink->flush();
+            m_isFailureTold = false;
         }
         catch (const spdlog::spdlog_ex& failure)
         {
             // A sink that failed half-way through a rotation has no file any more and must not be used again.
             m_sink.reset();
-            throw std::runtime_error(failure.what());
+            showElsewhere(record, failure.what());
         }
     }
 
 private:
+    // A full disk is no reason for the one who logs to fail: exceptions log themselves while they are raised. Expects m_lock.
+    void showElsewhere(const SRecord& record, const char* reason)
+    {
+        CStandardErrorSink sink(Logging::eLevelDebug);
+        if (!std::exchange(m_isFailureTold, true))
+        {
+            const CStringW text(reason);
+            sink.Write({L"Logging", Logging::eLevelError, "", 0, "", text.GetString(), record.threadId});
+        }
+        sink.Write(record);
+    }
+
     // Expects m_lock, except in the constructor.
     void open()
     {
@@ -231,6 +244,7 @@ private:
     const std::size_t m_maximumFiles;
     std::mutex m_lock;
     std::unique_ptr<spdlog::sinks::rotating_file_sink_st> m_sink; // guarded by m_lock; null after a failure
+    bool m_isFailureTold = false; // guarded by m_lock; since the last line that went well
 };
 
 class CCallbackSink final : public Logging::ISink
