@@ -40,6 +40,11 @@ bool tryAndCatch(CbTask const& task, bool isWanted, TStep const& step, TReport c
         report(&exception);
         return false;
     }
+    catch (...)
+    {
+        // A sink of the log, while the replacement was made. Who waits for the task must not wait for the log.
+        return false;
+    }
 }
 } // namespace
 

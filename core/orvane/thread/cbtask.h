@@ -40,7 +40,8 @@ public:
     /// Runs the task on the calling thread: onBeforeRun, run and onAfterRun, each only where the one before succeeded.
     /// Then the handler is called, whatever the outcome, and the terminated event is set last.
     /// An exception out of one of the three fails the run and is reported to onException: a CbException as it is, any
-    /// other replaced by a CbException from file "cbtask", line 62, function "CbTaskHelper::tryAndCatch".
+    /// other replaced by a CbException from file "cbtask", line 62, function "CbTaskHelper::tryAndCatch". What a sink of the
+    /// log raises while that is made fails the run as well, and there is nothing to report.
     /// Raises: what onException and the handler raise; the terminated event is not set then.
     /// Returns this task. The caller owns it: nothing of it is touched once the event is set.
     CbTask& Run();

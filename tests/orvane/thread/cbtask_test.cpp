@@ -1,5 +1,6 @@
 #include "orvane/thread/cbtask.h"
 
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "handlecount.h"
+#include "logging/clogger.h"
 #include "orvane/exception/cbexceptioncontainer.h"
 #include "orvane/thread/testtask.h"
 #include "orvane/thread/threadtest.h"
@@ -225,6 +227,32 @@ TEST(CbTaskRun, ReplacesAnExceptionFromElsewhere)
     EXPECT_NE(entries[0].text.find(L"'CbException' (cbtask:62): 'Unknown exception in task 'CNamedTask''"),
               std::wstring::npos)
         << testing::PrintToString(entries[0].text);
+}
+
+TEST(CbTaskRun, FailsAndTerminatesWhereASinkRaisesWhileAnExceptionIsReplaced)
+{
+    class CFullDisk : public Logging::ISink
+    {
+    public:
+        void Write(Logging::SRecord const& record) override
+        {
+            if (record.logger == L"Exception")
+            {
+                throw std::runtime_error("the disk is full");
+            }
+        }
+    };
+
+    auto const sink = std::make_shared<CFullDisk>();
+    Logging::CLogger::AddSink(sink);
+    CTestTask task;
+    task.body = []() -> bool { throw CbException("somewhere", 9, "CClient::Work"); };
+    EXPECT_NO_THROW(task.Run());
+    Logging::CLogger::RemoveSink(sink);
+
+    EXPECT_EQ(task.calls, "br");
+    EXPECT_FALSE(task.IsSuccessful());
+    EXPECT_TRUE(hasTerminated(task));
 }
 
 TEST(CbTaskRun, ReplacesAnExceptionOfTheLightFamily)
