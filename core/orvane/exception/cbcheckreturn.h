@@ -12,7 +12,7 @@ class CbCheckReturnPolicyAssert
 public:
     static void OnUnexamined() noexcept
     {
-        assert(!"a result that must be examined was dropped");
+        assert(false && "a result that must be examined was dropped");
     }
 };
 

@@ -17,6 +17,6 @@
 #define CB_SITE(function) CB_SITE_AT(__LINE__, function)
 
 /// The same with a line number that is published and must not drift when the file is edited.
-#define CB_SITE_AT(line, function) c_SourceFile, static_cast<unsigned int>(line), function
+#define CB_SITE_AT(line, function) c_SourceFile, line, function
 
 #endif // ORVANE_EXCEPTION_RAISESITE_H

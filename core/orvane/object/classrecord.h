@@ -32,6 +32,7 @@ inline std::unique_ptr<IObject> CreateByName(wchar_t const* name)
 
 /// A copy of `object` made by the clone function of its registered class, as a TInterface; empty where the class is
 /// unknown, cannot be cloned, or its copies are no TInterface.
+/// Raises: what the clone function raises: std::bad_cast where the name is that of another class, registered earlier.
 template <class TInterface>
 std::unique_ptr<TInterface> CloneAs(IObject const& object)
 {
@@ -84,7 +85,8 @@ private:                                                                        
     static_assert(true)
 
 /// In one source file, outside any namespace that the class is not in: defines the record of a root class that can be
-/// created and cloned. The registered name is the class's own name.
+/// created and cloned. The registered name is `Class` as it is written here: where two namespaces may have a class of one name
+/// put it outside of them, `CB_IMPLEMENT_CLASS(app::CPoint)`, so that the names differ. Of one name the oldest class is found.
 #define CB_IMPLEMENT_CLASS(Class) CbRTTI const Class::RTTI(L## #Class, &Class::CreateByFactory, &Class::CloneByFactory)
 
 /// The same for a class whose parent is registered too.

@@ -73,7 +73,8 @@ public:
     virtual CbRTTI const& GetRTTI() const;
 
 protected:
-    /// The work. Reports: whether it succeeded.
+    /// The work. Reports: whether it succeeded. What it raises fails the run; of an exception that is no CbException no
+    /// text is kept (see Run): catch it here and raise a CbException with a CbExceptionStd of it as the cause.
     virtual TCheckedBool run() = 0;
 
     /// Asked by the thread pool, under its lock, before it gives the task to a worker: true drops the task unrun.

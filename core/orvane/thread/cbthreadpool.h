@@ -59,8 +59,9 @@ public:
     /// Cost: a task that finds an idle worker is not queued; in a steady state nothing is allocated.
     bool AddTask(CbSmartPointer<CbTask> task, ETaskPriority priority);
 
-    /// Wraps a function in a task. Returns the task, to wait for; empty where AddTask reports false. An empty function
-    /// fails the task when it runs. Raises: as AddTask.
+    /// Wraps a function in a task. Returns the task, to wait for; empty where AddTask reports false: where no worker could
+    /// be started the task is queued all the same and will run, so what the function refers to must live on. An empty
+    /// function fails the task when it runs. Raises: as AddTask.
     /// Cost: the task's terminated event is made when it is asked or waited for first.
     CbSmartPointer<CbTask> AddFunction(std::function<void()> function, ETaskPriority priority);
 
