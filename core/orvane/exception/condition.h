@@ -37,7 +37,7 @@ class CbInvariant
 {
 public:
     /// Raises: std::bad_function_call for an empty predicate; what the predicate raises; for N = 2 CbExceptionCondition
-    /// where the predicate is false.
+    /// where the predicate is false; what a sink of the log throws at the warning.
     CbInvariant(char const* file, unsigned int line, char const* function, std::function<bool()> predicate)
         : m_filename(file),
           m_codeLine(line),
