@@ -22,6 +22,21 @@ SShared& getShared()
 }
 
 [[maybe_unused]] SShared const& s_madeAtStart = getShared();
+
+// Under the lock. Inlined always: the walk's own frame and the caller's are the innermost two.
+[[gnu::always_inline]] inline void takeStack(CyStackWalkerOutput& walker, CStringW& text, unsigned int skip)
+{
+    walker.Restart(skip);
+    try
+    {
+        walker.WalkStack();
+    }
+    catch (...)
+    {
+        // The lines until then are what there is.
+    }
+    walker.TakeLines(text);
+}
 } // namespace
 
 CbCriticalSection const& detail::getCallStackLock()
@@ -34,14 +49,12 @@ void Debugging::GetCallStack(CStringW& text, unsigned int skip)
     text.Empty();
     SShared& shared = getShared();
     CbCriticalSectionAuto const holder(shared.lock);
-    shared.walker.Restart(skip);
-    try
-    {
-        shared.walker.WalkStack();
-    }
-    catch (...)
-    {
-        // The lines until then are what there is.
-    }
-    shared.walker.TakeLines(text);
+    takeStack(shared.walker, text, skip);
+}
+
+void detail::takeCallStack(CyStackWalkerOutput& walker, CStringW& text, unsigned int skip)
+{
+    text.Empty();
+    CbCriticalSectionAuto const holder(getCallStackLock());
+    takeStack(walker, text, skip);
 }

@@ -7,6 +7,7 @@
 #include "orvane/export.h"
 
 class CbCriticalSection;
+class CyStackWalkerOutput;
 
 namespace Debugging
 {
@@ -24,6 +25,9 @@ namespace detail
 {
 /// The library-wide lock of stack walks. Taken before a thread is suspended, so that no suspended thread holds it.
 CbCriticalSection const& getCallStackLock();
+
+/// GetCallStack by a walker of the caller's: tests hand over one whose walk fails.
+ORVANE_API void takeCallStack(CyStackWalkerOutput& walker, CStringW& text, unsigned int skip);
 } // namespace detail
 
 #endif // ORVANE_DEBUGGING_CALLSTACK_H

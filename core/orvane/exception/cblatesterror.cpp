@@ -1,9 +1,8 @@
 #include "orvane/exception/cblatesterror.h"
 
-#include <cwctype>
 #include <memory>
-#include <string_view>
 
+#include "orvane/exception/trimmedtext.h"
 #include "platform/platform.h"
 
 namespace
@@ -60,17 +59,7 @@ void CbLatestError::updateMessage()
     if (length != 0)
     {
         std::unique_ptr<wchar_t, SLocalFree> const owner(text);
-        auto const isSpace = [](wchar_t c) { return std::iswspace(static_cast<std::wint_t>(c)) != 0; };
-        std::wstring_view message(text, length);
-        while (!message.empty() && isSpace(message.front()))
-        {
-            message.remove_prefix(1);
-        }
-        while (!message.empty() && isSpace(message.back()))
-        {
-            message.remove_suffix(1);
-        }
-        m_message = message;
+        m_message = detail::trimmedText({text, length});
     }
     SetLastError(callersError);
 }

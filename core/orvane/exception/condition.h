@@ -20,7 +20,7 @@ enum EConditionHandling : unsigned int
 
 /// Writes the warning "Unfulfilled Condition" for that site to the logger "Condition".
 /// Raises: CbExceptionCondition with the site's file, line and function where `handling` is eHandlingThrow; any other
-/// value returns.
+/// value returns. What a sink of the log throws comes through, that of a plain warning too.
 /// Threads: any.
 ORVANE_API void HandleUnfulfilledCondition(char const* file, unsigned int line, char const* function,
                                            EConditionHandling handling);
@@ -29,14 +29,15 @@ ORVANE_API void HandleUnfulfilledCondition(char const* file, unsigned int line, 
 ///
 /// A copy does not check when it is made, but when it is destroyed.
 /// CbInvariant<2> throws from its destructor where the invariant fails on leaving the scope, and so ends the process:
-/// code that has broken a strict invariant does not go on.
+/// code that has broken a strict invariant does not go on. With any other N a sink of the log that throws at the
+/// destructor's warning ends it too.
 /// Threads: belongs to one thread.
 template <int N>
 class CbInvariant
 {
 public:
     /// Raises: std::bad_function_call for an empty predicate; what the predicate raises; for N = 2 CbExceptionCondition
-    /// where the predicate is false.
+    /// where the predicate is false; what a sink of the log throws at the warning.
     CbInvariant(char const* file, unsigned int line, char const* function, std::function<bool()> predicate)
         : m_filename(file),
           m_codeLine(line),

@@ -13,8 +13,8 @@
 /// A stream that values are written to, whatever its encoding.
 ///
 /// Every serialisable class writes itself through these operators only. Their order is part of the binary interface.
-/// `long` and `unsigned long` are 32 bits wide in every encoding, also where the type is wider: `int` and `__int64` are
-/// the same everywhere and the better choice in stored layouts.
+/// `long` and `unsigned long` are 32 bits wide in every binary encoding, also where the type is wider; text streams write
+/// the whole value. `int` and `__int64` are the same everywhere and the better choice in stored layouts.
 /// Threads: a stream belongs to one thread at a time.
 class ORVANE_API IStreamWrite
 {

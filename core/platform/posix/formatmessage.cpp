@@ -79,6 +79,7 @@ constexpr SMessage c_Messages[] = {
     {129, L"The %1 application cannot be run in Win32 mode."},
     {131, L"An attempt was made to move the file pointer before the beginning of the file."},
     {145, L"The directory is not empty."},
+    {156, L"The recipient process has refused the signal."},
     {158, L"The segment is already unlocked."},
     {161, L"The specified path is invalid."},
     {164, L"No more threads can be created in the system."},

@@ -1085,7 +1085,10 @@ BOOL GetThreadContext(HANDLE thread, CONTEXT* context) noexcept
     ThreadRecord& record = *pinned;
     NoSuspend const guard;
     record.lock.lock();
-    bool const isStopped = record.stopCount != 0 && !record.isEnded && !isOwn(record);
+    // A thread that has just been made, or stops itself, may still be on its way: it notes its registers when it is there.
+    bool const isStopped = record.stopCount != 0 && !record.isEnded && !isOwn(record) &&
+                           awaitValue(record.acknowledged, generationOf(record.control.load(std::memory_order_relaxed)),
+                                      deadlineIn(c_AcknowledgeMs));
     if (isStopped)
     {
         *context = record.registers;

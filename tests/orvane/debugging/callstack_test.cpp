@@ -1,6 +1,10 @@
 #include "orvane/debugging/callstack.h"
 
+#include <atomic>
+#include <barrier>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -40,6 +44,9 @@ std::size_t findLine(std::vector<std::wstring> const& lines, wchar_t const* text
     return lines.size();
 }
 
+constexpr int c_Calls = 100;
+constexpr int c_Threads = 4;
+
 // Kept from being merged or left out by the compiler.
 int volatile s_depth = 0;
 
@@ -52,6 +59,9 @@ int volatile s_depth = 0;
 
 CStringW const s_startupStack = startupStack();
 } // namespace
+
+// The library's own walker has them all.
+static_assert(CbStackWalkerBase::c_AllOptions == 63);
 
 [[gnu::noinline]] void takeInInnerStep(CStringW& text, unsigned int skip)
 {
@@ -76,6 +86,29 @@ CStringW const s_startupStack = startupStack();
         takeRecursively(text, depth - 1);
     }
     s_depth = s_depth + 1;
+}
+
+// Its own name and those of its callers say nothing of the capture.
+[[gnu::noinline]] void takeOftenInThread(std::vector<std::wstring>& wrong, std::barrier<>& start)
+{
+    start.arrive_and_wait();
+    for (int n = 0; n < c_Calls; ++n)
+    {
+        // Each second stack is skipped as a whole: a thread that were let in between would take the other's number.
+        unsigned int const skip = n % 2 == 0 ? 0 : 100000;
+        CStringW text;
+        Debugging::GetCallStack(text, skip);
+        auto const lines = linesIn(text);
+        bool const isWhole = skip != 0
+                                 ? lines.empty()
+                                 : lines.size() > 2 && findLine(lines, L"takeOftenInThread") == lines.size() - 3 &&
+                                       findLine(lines, L"GetCallStack") == lines.size() - 2 &&
+                                       findLine(lines, L"WalkStack") == lines.size() - 1;
+        if (!isWhole)
+        {
+            wrong.emplace_back(text.GetString());
+        }
+    }
 }
 
 TEST(GetCallStack, NamesFunctionsOutermostFirst)
@@ -220,6 +253,98 @@ TEST(GetCallStack, IsWholeAfterAnotherCollectingWalkerCameAndWent)
     takeInOuterStep(text, 0);
 
     EXPECT_NE(text.Find(L"takeInOuterStep"), -1) << text.GetString();
+}
+
+TEST(GetCallStack, KeepsTheStacksOfThreadsApart)
+{
+    std::vector<std::vector<std::wstring>> wrong(c_Threads);
+    std::barrier<> start(c_Threads);
+    {
+        std::vector<std::jthread> threads;
+        for (std::vector<std::wstring>& mine : wrong)
+        {
+            threads.emplace_back(takeOftenInThread, std::ref(mine), std::ref(start));
+        }
+    }
+
+    for (std::vector<std::wstring> const& mine : wrong)
+    {
+        EXPECT_TRUE(mine.empty()) << mine.size() << " of " << c_Calls << ", the first:\n" << mine.front();
+    }
+}
+
+TEST(GetCallStack, IsTakenFromItsBeginningToItsEndBeforeTheNextOne)
+{
+    // Holds the lock of the walks until others have come to it.
+    class CHolding : public CbStackWalkerBase
+    {
+    public:
+        std::atomic<bool> m_isInside = false;
+        std::atomic<int> m_waiting = 0;
+
+    protected:
+        void onOutputFrame(wchar_t const*) override
+        {
+            if (m_isInside.exchange(true))
+            {
+                return;
+            }
+            while (m_waiting != 2)
+            {
+                std::this_thread::yield();
+            }
+            for (int n = 0; n < 1000; ++n)
+            {
+                std::this_thread::yield();
+            }
+        }
+    };
+
+    CHolding holding;
+    for (int round = 0; round < 10; ++round)
+    {
+        holding.m_isInside = false;
+        holding.m_waiting = 0;
+        auto const take = [&holding](CStringW& text, unsigned int skip)
+        {
+            while (!holding.m_isInside)
+            {
+                std::this_thread::yield();
+            }
+            ++holding.m_waiting;
+            Debugging::GetCallStack(text, skip);
+        };
+        CStringW whole;
+        CStringW skipped;
+        {
+            std::jthread const first(take, std::ref(whole), 0);
+            std::jthread const second(take, std::ref(skipped), 100000);
+            holding.WalkStack();
+            holding.m_isInside = true; // a walk without frames lets them go too
+        }
+        ASSERT_NE(whole.Find(L"WalkStack"), -1) << "round " << round << ": " << whole.GetString();
+        ASSERT_STREQ(skipped, L"") << "round " << round;
+    }
+}
+
+TEST(GetCallStack, UsesAWalkerThatBuildsTheSearchPath)
+{
+    class COwnPath : public CyStackWalkerOutput
+    {
+    public:
+        std::string m_path;
+
+    protected:
+        void onSymbolsReady(char const* searchPath, DWORD, char const*) override
+        {
+            m_path = searchPath;
+        }
+    };
+
+    COwnPath walker;
+    EXPECT_TRUE(walker.LoadModules());
+
+    EXPECT_NE(walker.m_path.find("SRV*"), std::string::npos) << walker.m_path;
 }
 
 TEST(GetCallStack, WorksInStaticInitialisers)

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 #include <map>
+#include <new>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "mfc/cstringt.h"
+#include "orvane/debugging/callstack.h"
 #include "orvane/debugging/cystackwalkeroutput.h"
 #include "orvane/debugging/supportlibrary.h"
 #include "support/virtualposition.h"
@@ -40,6 +42,7 @@ struct SSupport
     std::string program = "C:\\bin\\program.exe";
     std::string directory = "C:\\work";
 
+    bool hasMemory = true;
     bool canInitialize = true;
     bool hasSearchPath = false;
     std::string searchPath;
@@ -315,7 +318,14 @@ detail::SSupportSystem const s_system = {
         auto const found = s_support.environment.find(name);
         return found != s_support.environment.end() ? give(found->second, buffer, size) : DWORD(0);
     },
-    [](DWORD size, char* buffer) { return give(s_support.directory, buffer, size); },
+    [](DWORD size, char* buffer)
+    {
+        if (!s_support.hasMemory)
+        {
+            throw std::bad_alloc();
+        }
+        return give(s_support.directory, buffer, size);
+    },
 };
 
 // Keeps all outputs and all calls.
@@ -492,6 +502,23 @@ TEST_F(StackWalker, PrefersTheInstallationsInTheirOrder)
     EXPECT_EQ(s_support.loaded.size(), 2 + 3u); // and the libraries that list modules
 }
 
+TEST_F(StackWalker, LoadsThePlainNameWhereTheFolderOfProgramsHasTooLongAName)
+{
+    std::string const most(1023, 'P');
+    std::string const below = "\\Debugging Tools for Windows\\dbghelp.dll";
+    s_support.files = {most + below, most + "P" + below, below};
+    s_support.environment["ProgramFiles"] = most + "P";
+    CWalker first;
+    EXPECT_TRUE(first.LoadModules());
+    EXPECT_EQ(s_support.loaded[0], c_Plain);
+
+    s_support.loaded.clear();
+    s_support.environment["ProgramFiles"] = most;
+    CWalker second;
+    EXPECT_TRUE(second.LoadModules());
+    EXPECT_EQ(s_support.loaded[0], most + below);
+}
+
 TEST_F(StackWalker, LoadsThePlainNameWhereTheProgramIsRedirected)
 {
     s_support.environment["ProgramFiles"] = "P:";
@@ -586,6 +613,46 @@ TEST_F(StackWalker, LeavesOutOfTheSearchPathWhatIsNotThere)
     EXPECT_EQ(s_support.searchPath.substr(0, expected.size()), expected);
 }
 
+TEST_F(StackWalker, LeavesOutOfTheSearchPathVariablesOf1024CharactersAndMore)
+{
+    std::string const most(1023, 'S');
+    s_support.environment = {{"_NT_SYMBOL_PATH", most},
+                             {"_NT_ALTERNATE_SYMBOL_PATH", std::string(1024, 'A')},
+                             {"SYSTEMROOT", std::string(5000, 'W')},
+                             {"SYSTEMDRIVE", std::string(1024, 'D')}};
+    CWalker walker(0x10);
+    walker.LoadModules();
+
+    std::string const expected = ".;C:\\work;C:\\bin;" + most + ";SRV*c:\\websymbols*";
+    EXPECT_EQ(s_support.searchPath.substr(0, expected.size()), expected);
+    EXPECT_TRUE(s_support.searchPath.ends_with(";"));
+}
+
+TEST_F(StackWalker, CutsASearchPathThatIsTooLong)
+{
+    s_support.environment = {{"_NT_SYMBOL_PATH", std::string(1023, 'S')},
+                             {"_NT_ALTERNATE_SYMBOL_PATH", std::string(1023, 'A')},
+                             {"SYSTEMROOT", std::string(1023, 'W')}};
+    CWalker walker(0x10);
+    walker.LoadModules();
+
+    EXPECT_EQ(s_support.searchPath.size(), 4095u);
+}
+
+TEST_F(StackWalker, FailsWith8WithoutMemoryForTheSearchPath)
+{
+    s_support.hasMemory = false;
+    CWalker walker(0x10);
+
+    EXPECT_FALSE(walker.WalkStack());
+    EXPECT_EQ(GetLastError(), 8u);
+    EXPECT_TRUE(walker.m_errors.empty());
+    EXPECT_TRUE(s_support.modules.empty());
+
+    s_support.hasMemory = true;
+    EXPECT_TRUE(walker.LoadModules());
+}
+
 TEST_F(StackWalker, ReportsALibraryThatCannotBeInitialized)
 {
     s_support.canInitialize = false;
@@ -640,6 +707,27 @@ TEST_F(StackWalker, TakesTheSecondLibraryOfSnapshots)
 TEST_F(StackWalker, TakesTheListOfModulesWhereThereIsNoSnapshot)
 {
     s_support.libraries.insert("psapi.dll");
+    CWalker walker;
+    walker.LoadModules();
+
+    EXPECT_EQ(s_support.modules, (Texts{"C:\\listed.exe|listed.exe|28672|77"}));
+}
+
+TEST_F(StackWalker, TakesTheListOfModulesWhereSnapshotsAreEmpty)
+{
+    s_support.libraries.insert({"kernel32.dll", "tlhelp32.dll", "psapi.dll"});
+    s_support.snapshotCount = 0;
+    CWalker walker;
+    walker.LoadModules();
+
+    EXPECT_EQ(s_support.modules, (Texts{"C:\\listed.exe|listed.exe|28672|77"}));
+    EXPECT_EQ(s_support.loaded, (Texts{c_Plain, "kernel32.dll", "tlhelp32.dll", "psapi.dll", "version.dll"}));
+}
+
+TEST_F(StackWalker, TakesTheListOfModulesWhereSnapshotsCannotBeHad)
+{
+    s_support.libraries.insert({"kernel32.dll", "psapi.dll"});
+    s_support.snapshot = INVALID_HANDLE_VALUE;
     CWalker walker;
     walker.LoadModules();
 
@@ -985,6 +1073,61 @@ TEST_F(StackWalker, CollectsFrameLinesOnlyTheLastDeliveredFirst)
 
     EXPECT_STREQ(text, L"0000000000000020 (module): (filename not available): void function(int)\n"
                        L"0000000000000010 (module): (filename not available): void function(int)\n");
+}
+
+TEST_F(StackWalker, KeepsTheLinesOfACallStackWhoseWalkRaises)
+{
+    class CFailing : public CyStackWalkerOutput
+    {
+    public:
+        CFailing() : CyStackWalkerOutput(s_system, 0, nullptr)
+        {
+        }
+
+    protected:
+        void onFrame(EEntryKind kind, SFrameEntry const& entry) override
+        {
+            if (entry.address == 0x30)
+            {
+                throw 1; // of no kind that is known
+            }
+            CyStackWalkerOutput::onFrame(kind, entry);
+        }
+    };
+
+    s_support.frames = {{0x10, 0x20}, {0x20, 0x30}, {0x30, 0x40}, {0x40, 0}};
+    s_support.hasLines = false;
+    CFailing walker;
+    CStringW text(L"before");
+
+    EXPECT_NO_THROW(detail::takeCallStack(walker, text, 0));
+
+    EXPECT_STREQ(text, L"0000000000000020 (module): (filename not available): void function(int)\n"
+                       L"0000000000000010 (module): (filename not available): void function(int)\n");
+}
+
+TEST_F(StackWalker, LeavesACallStackEmptyWhoseWalkRaisesAtOnce)
+{
+    class CFailing : public CyStackWalkerOutput
+    {
+    public:
+        CFailing() : CyStackWalkerOutput(s_system, 0, nullptr)
+        {
+        }
+
+    protected:
+        void onSymbolsReady(char const*, DWORD, char const*) override
+        {
+            throw std::runtime_error("no symbols");
+        }
+    };
+
+    CFailing walker;
+    CStringW text(L"before");
+
+    EXPECT_NO_THROW(detail::takeCallStack(walker, text, 0));
+
+    EXPECT_STREQ(text, L"");
 }
 
 TEST_F(StackWalker, DropsTheFirstLinesThatAreSkipped)

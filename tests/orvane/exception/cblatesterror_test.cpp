@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cwctype>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
+#include "orvane/exception/trimmedtext.h"
 #include "platform/platform.h"
 #include "support/layout.h"
 
@@ -158,6 +160,31 @@ TEST(CbLatestErrorMessage, StartsAndEndsWithoutWhiteSpaceForEveryNumber)
             EXPECT_FALSE(std::iswspace(static_cast<std::wint_t>(message.back()))) << number;
         }
     }
+}
+
+// No text of the system's begins with white space or is nothing else.
+TEST(CbLatestErrorTrimming, RemovesTheWhiteSpaceAtBothEndsAndNoneBetween)
+{
+    EXPECT_EQ(detail::trimmedText(L" \t a b\r\n"), L"a b");
+    EXPECT_EQ(detail::trimmedText(L"\n\va"), L"a");
+    EXPECT_EQ(detail::trimmedText(L"a\f "), L"a");
+    EXPECT_EQ(detail::trimmedText(L"a  b"), L"a  b");
+}
+
+TEST(CbLatestErrorTrimming, LeavesNothingOfATextOfWhiteSpaceOnly)
+{
+    EXPECT_EQ(detail::trimmedText(L" \r\n\t"), L"");
+    EXPECT_EQ(detail::trimmedText(L" "), L"");
+    EXPECT_EQ(detail::trimmedText(L""), L"");
+}
+
+TEST(CbLatestErrorTrimming, LooksNoFurtherThanTheText)
+{
+    std::wstring_view const more = L" a  b ";
+
+    EXPECT_EQ(detail::trimmedText(more.substr(0, 1)), L"");
+    EXPECT_EQ(detail::trimmedText(more.substr(2, 1)), L"");
+    EXPECT_EQ(detail::trimmedText(more.substr(1, 2)), L"a");
 }
 
 TEST(CbLatestErrorUpdate, TakesTheLastErrorAnew)

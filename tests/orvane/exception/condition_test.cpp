@@ -4,6 +4,7 @@
 #include "orvane/exception/condition.h"
 
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <type_traits>
 #include <typeinfo>
@@ -119,6 +120,25 @@ TEST_F(HandleUnfulfilledConditionTest, WarnsAndReturnsForValuesThatMeanNothing)
 
     EXPECT_THAT(linesOf(m_recorder), ElementsAre(warning("alpha", 7, "Alpha::Run"), warning("beta", 8, "Beta::Run"),
                                                  warning("gamma", 9, "Gamma::Run")));
+}
+
+TEST_F(HandleUnfulfilledConditionTest, LetsThroughWhatASinkThrowsAtTheWarning)
+{
+    class CFailingSink : public Logging::ISink
+    {
+    public:
+        void Write(Logging::SRecord const&) override
+        {
+            throw std::domain_error("no room");
+        }
+    };
+
+    auto const sink = std::make_shared<CFailingSink>();
+    Logging::CLogger::AddSink(sink);
+    EXPECT_THROW(HandleUnfulfilledCondition("alpha", 7, "Alpha::Run", Condition::eHandlingWarn), std::domain_error);
+    EXPECT_THROW(HandleUnfulfilledCondition("alpha", 7, "Alpha::Run", Condition::eHandlingThrow), std::domain_error);
+    EXPECT_THROW(CbInvariant<0>("alpha", 7, "Alpha::Run", [] { return false; }), std::domain_error);
+    Logging::CLogger::RemoveSink(sink);
 }
 
 TEST_F(HandleUnfulfilledConditionTest, ThrowsTheSiteThatItWasGiven)

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -117,6 +118,28 @@ void throwFromThePredicate()
     }
     leaveScope("the predicate");
 }
+
+void throwFromASink()
+{
+    class CFailingSink : public Logging::ISink
+    {
+    public:
+        void Write(Logging::SRecord const&) override
+        {
+            throw std::domain_error("no room");
+        }
+    };
+
+    CLogRecorder const quiet;
+    bool holds = true;
+    {
+        CbInvariant<0> const invariant("alpha", 7, "Alpha::Run", [&holds] { return holds; });
+        std::fprintf(stderr, "entered\n");
+        Logging::CLogger::AddSink(std::make_shared<CFailingSink>());
+        holds = false;
+    }
+    leaveScope("the sink");
+}
 } // namespace
 
 TEST(CbInvariantDeath, ComesWhenTheStrictGuardFailsOnLeavingTheScope)
@@ -149,4 +172,9 @@ TEST(CbInvariantDeath, ComesWhereThePredicateIsEmptyOnLeavingTheScope)
 TEST(CbInvariantDeath, ComesWhereThePredicateThrowsOnLeavingTheScope)
 {
     EXPECT_DEATH(throwFromThePredicate(), AllOf(HasSubstr("entered"), HasSubstr("runtime_error")));
+}
+
+TEST(CbInvariantDeath, ComesWhereASinkThrowsAtTheWarningOnLeavingTheScope)
+{
+    EXPECT_DEATH(throwFromASink(), AllOf(HasSubstr("entered"), HasSubstr("domain_error")));
 }

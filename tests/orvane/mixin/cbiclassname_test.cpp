@@ -1,10 +1,12 @@
 #include "orvane/mixin/cbiclassname.h"
 
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
 #include <gtest/gtest.h>
 
+#include "orvane/exception/cbexceptionstream.h"
 #include "orvane/stream/cbstreamreadbinarybuffer.h"
 #include "orvane/stream/cbstreamwritebinarybuffer.h"
 #include "orvane/stream/streamtesting.h"
@@ -43,6 +45,29 @@ public:
     unsigned __int64 GetMemoryUsage() const override
     {
         return NameW::GetMemoryUsage() + 100;
+    }
+};
+
+// A client's stream, which gives the target a part of the text before it raises.
+class CHalfReader : public CbStreamReadBinaryBuffer
+{
+public:
+    explicit CHalfReader(Bytes const& bytes) : CbStreamReadBinaryBuffer(readerOf(bytes))
+    {
+    }
+
+    using CbStreamReadBinaryBuffer::operator>>;
+
+    CHalfReader& operator>>(CStringA& value) override
+    {
+        value = "half";
+        throw std::runtime_error("cut");
+    }
+
+    CHalfReader& operator>>(CStringW& value) override
+    {
+        value = L"half";
+        throw std::runtime_error("cut");
     }
 };
 } // namespace
@@ -174,6 +199,36 @@ TEST(CbIClassNameSerialize, WritesTheNameAsOneString)
 
     EXPECT_EQ(bytesOf(narrow), (Bytes{2, 0, 0, 0, 'a', 'b'}));
     EXPECT_EQ(bytesOf(wide), (Bytes{0xFF, 0xFE, 0xFF, 2, 'a', 0, 'b', 0}));
+}
+
+TEST(CbIClassNameSerialize, KeepsTheNameWhereTheStreamEndsWithinTheLength)
+{
+    Bytes const narrow{2, 0, 0};
+    Bytes const wide{0xFF, 0xFE, 0xFF, 0xFF, 2};
+    CbStreamReadBinaryBuffer narrowStream = readerOf(narrow);
+    CbStreamReadBinaryBuffer wideStream = readerOf(wide);
+    OpenA first("before");
+    NameW second(L"before");
+
+    EXPECT_THROW(first.Serialize(narrowStream), CbExceptionStream);
+    EXPECT_THROW(second.Serialize(wideStream), CbExceptionStream);
+
+    EXPECT_STREQ(first.GetName(), "before");
+    EXPECT_STREQ(second.GetName(), L"before");
+}
+
+TEST(CbIClassNameSerialize, KeepsTheNameWhereTheStreamRaisesHavingReadAPart)
+{
+    Bytes const none;
+    CHalfReader stream(none);
+    NameA first("before");
+    OpenW second(L"before");
+
+    EXPECT_THROW(first.Serialize(stream), std::runtime_error);
+    EXPECT_THROW(second.Serialize(stream), std::runtime_error);
+
+    EXPECT_STREQ(first.GetName(), "before");
+    EXPECT_STREQ(second.GetName(), L"before");
 }
 
 TEST(CbIClassNameSerialize, ReadsTheNameAsOneString)

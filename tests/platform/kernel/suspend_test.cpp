@@ -145,6 +145,29 @@ TEST(SuspendThread, LeavesTheObjectsOfAStoppedThreadUsable)
     EXPECT_TRUE(isRight);
 }
 
+TEST(GetThreadContext, TellsWhereAThreadStandsThatHasJustBeenMade)
+{
+    for (int round = 0; round < 300; ++round)
+    {
+        HANDLE const thread = CreateThread(
+            nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, CREATE_SUSPENDED, nullptr);
+        ASSERT_NE(thread, nullptr);
+        alignas(16) CONTEXT first = {};
+        alignas(16) CONTEXT second = {};
+        first.ContextFlags = CONTEXT_CONTROL;
+        second.ContextFlags = CONTEXT_CONTROL;
+        EXPECT_TRUE(GetThreadContext(thread, &first));
+        EXPECT_TRUE(GetThreadContext(thread, &second));
+        EXPECT_NE(first.Rip, 0u) << "round " << round;
+        EXPECT_NE(first.Rsp, 0u) << "round " << round;
+        EXPECT_EQ(first.Rip, second.Rip);
+        EXPECT_EQ(first.Rsp, second.Rsp);
+        ResumeThread(thread);
+        WaitForSingleObject(thread, INFINITE);
+        CloseHandle(thread);
+    }
+}
+
 TEST(SuspendStress, AThreadThatAllocates)
 {
     std::atomic<bool> isStopped = false;

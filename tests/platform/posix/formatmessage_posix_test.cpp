@@ -1,6 +1,9 @@
 // The wording, which Wine does not share with Windows, and what this layer refuses where the system offers more.
 
 #include <cstdarg>
+#include <filesystem>
+#include <fstream>
+#include <regex>
 #include <string>
 
 #include "platform/platform.h"
@@ -44,6 +47,7 @@ TEST(FormatMessageOnLinux, SpeaksAsWindowsDoes)
     EXPECT_EQ(getText(87), L"The parameter is incorrect.\r\n");
     EXPECT_EQ(getText(122), L"The data area passed to a system call is too small.\r\n");
     EXPECT_EQ(getText(126), L"The specified module could not be found.\r\n");
+    EXPECT_EQ(getText(156), L"The recipient process has refused the signal.\r\n");
     EXPECT_EQ(getText(183), L"Cannot create a file when that file already exists.\r\n");
     EXPECT_EQ(getText(193), L"%1 is not a valid Win32 application.\r\n");
     EXPECT_EQ(getText(258), L"The wait operation timed out.\r\n");
@@ -52,6 +56,26 @@ TEST(FormatMessageOnLinux, SpeaksAsWindowsDoes)
     EXPECT_EQ(getText(1004), L"Invalid flags.\r\n");
     EXPECT_EQ(getText(1114), L"A dynamic link library (DLL) initialization routine failed.\r\n");
     EXPECT_EQ(getText(1815), L"The specified resource language ID cannot be found in the image file.\r\n");
+}
+
+TEST(FormatMessageOnLinux, HasATextForEachErrorThatTheLayerNames)
+{
+    std::regex const error("constexpr DWORD (ERROR_[A-Z0-9_]+) = ([0-9]+);");
+    int found = 0;
+    for (auto const& header : std::filesystem::directory_iterator(PLATFORM_HEADERS))
+    {
+        std::ifstream file(header.path());
+        for (std::string line; std::getline(file, line);)
+        {
+            std::smatch match;
+            if (std::regex_match(line, match, error))
+            {
+                ++found;
+                EXPECT_NE(getText(static_cast<DWORD>(std::stoul(match[2]))), L"") << match[1];
+            }
+        }
+    }
+    EXPECT_GE(found, 45) << "of " << PLATFORM_HEADERS;
 }
 
 TEST(FormatMessageOnLinux, HasTextsOfTwoLines)

@@ -50,7 +50,8 @@ ORVANE_PLATFORM_API BOOL ReadProcessMemory(HANDLE process, void const* address, 
 /// The instruction, stack and frame pointers of the caller; the other registers are 0.
 ORVANE_PLATFORM_API void RtlCaptureContext(CONTEXT* context) noexcept;
 
-/// The registers of a thread that SuspendThread has stopped. Reports: FALSE with 87 for one that runs.
+/// The registers of a thread that SuspendThread has stopped, or that was made suspended: it may be waited for until it has
+/// come to its stop. Reports: FALSE with 87 for one that runs.
 ORVANE_PLATFORM_API BOOL GetThreadContext(HANDLE thread, CONTEXT* context) noexcept;
 
 /// A heap to be locked while another thread stands still. Nothing is locked here: the calls that a walk makes while a
