@@ -31,8 +31,10 @@ concept FunctionOrMember = Function<T> || BecomesFunction<T> || std::is_member_p
 /// A stream that values are written to, whatever its encoding.
 ///
 /// Every serialisable class writes itself through these operators only. Their order is part of the binary interface.
-/// `long` and `unsigned long` are 32 bits wide in every encoding, also where the type is wider: `int` and `__int64` are
-/// the same everywhere and the better choice in stored layouts.
+/// `long` and `unsigned long` are 32 bits wide in the binary encoding, also where the type is wider: `int` and `__int64`
+/// are the same everywhere and the better choice in stored layouts. On Linux `std::size_t` and `std::int64_t` are such
+/// types: `stream << text.size()` writes 4 bytes there, and raises for more than they hold, but 8 bytes on Windows. Name
+/// the width: `stream << static_cast<unsigned __int64>(text.size())`. Text streams write the whole value.
 /// Threads: a stream belongs to one thread at a time.
 class ORVANE_API IStreamWrite
 {
