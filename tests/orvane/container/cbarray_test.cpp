@@ -34,7 +34,8 @@ CbArray<int> numbers(unsigned int count)
     return array;
 }
 
-// Counts its instances, and raises on a copy when the number of copies that are allowed is used up.
+// Counts its instances, and raises on a copy when the number of copies that are allowed is used up. A move takes the number
+// away; nothing says that it cannot raise.
 class CFragile
 {
 public:
@@ -57,6 +58,12 @@ public:
     {
         countCopy();
         m_number = other.m_number;
+        return *this;
+    }
+
+    CFragile& operator=(CFragile&& other) noexcept(false)
+    {
+        m_number = std::exchange(other.m_number, -1);
         return *this;
     }
 
@@ -733,6 +740,26 @@ TEST_P(CbArrayFailingCopyOfThree, LeavesTheArrayUnchangedWhileAnAppendGrowsIt)
         CFragile const more[] = {CFragile(3)};
         CScopedCopyLimit const limit(GetParam());
         EXPECT_THROW(m_array.Append(more, 1), std::runtime_error);
+    }
+    expectUnchanged();
+}
+
+TEST_P(CbArrayFailingCopyOfThree, LeavesTheElementWithItsOwnerWhileAnAddThatMovesGrowsTheArray)
+{
+    {
+        CFragile more(3);
+        CScopedCopyLimit const limit(GetParam());
+        EXPECT_THROW(m_array.Add(std::move(more)), std::runtime_error);
+        EXPECT_EQ(more.m_number, 3);
+    }
+    expectUnchanged();
+}
+
+TEST_P(CbArrayFailingCopyOfThree, KeepsAnOwnElementThatAnAddWasToMove)
+{
+    {
+        CScopedCopyLimit const limit(GetParam());
+        EXPECT_THROW(m_array.Add(std::move(m_array[0])), std::runtime_error);
     }
     expectUnchanged();
 }
