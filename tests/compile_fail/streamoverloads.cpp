@@ -1,4 +1,4 @@
-// Pointers that are no text would become `bool`, and a reader over a temporary array would read freed memory.
+// Pointers that are no text, functions too, would become `bool`, and a reader over a temporary array would read freed memory.
 
 #include "orvane/stream/cbstreamreadbinarybuffer.h"
 #include "orvane/stream/cbstreamwritebinarybuffer.h"
@@ -26,5 +26,9 @@ void write(IStreamWrite& stream, CbStreamWriteBinaryBuffer& buffer, int* number,
     buffer << nullptr;
 #elif ORVANE_FAILURE == 5
     CbStreamReadBinaryBuffer const dangling(makeArray());
+#elif ORVANE_FAILURE == 6
+    stream << makeArray;
+#elif ORVANE_FAILURE == 7
+    buffer << [](int value) { return value; };
 #endif
 }

@@ -51,7 +51,8 @@ inline void copyElements(T const* from, unsigned int count, T* to)
 /// Count and capacity are unsigned 32-bit numbers. An append to a full array grows it by the grow step or, where that
 /// is 0, to twice its capacity (from 0 to 1). Pointers and references to elements are good until the capacity changes.
 /// Raises: std::bad_alloc where memory runs out or the count would pass 0xFFFFFFFF; the array is then as it was before,
-/// but for what an element's own copying did.
+/// but for what an element's own copying did, and so is what was to be added. The same holds where a copy of an element
+/// raises while the array grows: elements are moved then only where that cannot raise or there is no other way.
 /// Threads: a plain container. Share it for reading, guard it for writing.
 template <class T>
 class CbArray
@@ -207,13 +208,21 @@ public:
     {
         if (m_count == m_capacity)
         {
-            unsigned int const capacity = grownCapacity(1);
-            unsigned int const kept = m_count;
-            std::unique_ptr<T[]> fresh(new T[capacity]);
-            // Not before there is memory, and before the others move: it may be one of them.
-            fresh[kept] = std::move(element);
-            adopt(fresh.release(), capacity, kept);
-            setUsed(kept + 1);
+            if constexpr (movesWhileGrowing())
+            {
+                unsigned int const capacity = grownCapacity(1);
+                unsigned int const kept = m_count;
+                std::unique_ptr<T[]> fresh(new T[capacity]);
+                // Not before there is memory, and before the others move: it may be one of them.
+                fresh[kept] = std::move(element);
+                adopt(fresh.release(), capacity, kept);
+                setUsed(kept + 1);
+            }
+            else
+            {
+                // What is moved would be lost where the copy of another one raises.
+                appendToFresh(std::addressof(element), 1);
+            }
             return;
         }
         m_data[m_count] = std::move(element);
@@ -330,11 +339,17 @@ private:
         setUsed(kept + count);
     }
 
+    // Whether elements go to a larger block by moving. Where that may raise half-way, copies leave the old block whole.
+    static constexpr bool movesWhileGrowing() noexcept
+    {
+        return std::is_nothrow_move_assignable_v<T> || !std::is_copy_assignable_v<T>;
+    }
+
     // Moves the first `kept` elements into `fresh` and lets that be the block. Takes `fresh` over also where it raises.
     void adopt(T* fresh, unsigned int capacity, unsigned int kept)
     {
         std::unique_ptr<T[]> owner(fresh);
-        if constexpr (std::is_nothrow_move_assignable_v<T> || !std::is_copy_assignable_v<T>)
+        if constexpr (movesWhileGrowing())
         {
             std::move(m_data, m_data + kept, fresh);
         }

@@ -38,14 +38,24 @@ unsigned int readCount(CbStreamReadBinary& stream)
     }
     return count;
 }
+
+void writeHeader(CbStreamWriteBinary& stream, unsigned int count)
+{
+    stream << c_Marker;
+    stream.WriteVersion(c_Version);
+    stream << count;
+    stream << c_ElementWidth;
+}
 } // namespace
 
 void CbArray_Serializer::Serialize(CbStreamWriteBinary& stream, CbArray<unsigned char> const& array)
 {
-    serializeHeader(stream, array);
-    if (!array.IsEmpty())
+    // The array may be the stream's own: the header makes it longer, and may move its elements.
+    unsigned int const count = array.GetCount();
+    writeHeader(stream, count);
+    if (count != 0)
     {
-        stream.WriteBuffer(array.GetData(), array.GetCount());
+        stream.WriteBuffer(array.GetData(), count);
     }
 }
 
@@ -75,10 +85,7 @@ void CbArray_Serializer::Serialize(CbStreamReadBinary& stream, CbArray<unsigned 
 
 void CbArray_Serializer::serializeHeader(CbStreamWriteBinary& stream, CbArray<unsigned char> const& array)
 {
-    stream << c_Marker;
-    stream.WriteVersion(c_Version);
-    stream << array.GetCount();
-    stream << c_ElementWidth;
+    writeHeader(stream, array.GetCount());
 }
 
 void CbArray_Serializer::serializeHeader(CbStreamReadBinary& stream, CbArray<unsigned char>& array)

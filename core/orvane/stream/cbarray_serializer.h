@@ -14,7 +14,7 @@ class CbStreamWriteBinary;
 class ORVANE_API CbArray_Serializer
 {
 public:
-    /// Writes the header and the elements.
+    /// Writes the header and the elements. `array` may be the stream's own: it is stored as it is before the call.
     static void Serialize(CbStreamWriteBinary& stream, CbArray<unsigned char> const& array);
 
     /// Reads the header and the elements; elements that the stream no longer delivers are zero. A count above 16 MiB is

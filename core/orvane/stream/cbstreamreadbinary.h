@@ -9,9 +9,9 @@ class ISerializable;
 
 /// Reads what CbStreamWriteBinary writes; the bytes come from `read`.
 ///
-/// A primitive demands all its bytes. The body of a text, a buffer and the payload of a skipped chunk do not: missing
-/// bytes count as zero, so a text ends where the data end. Any text ends at its first NUL. A text that was written from
-/// one string type can be read into any type of the same width.
+/// A primitive demands all its bytes. The body of a text, a buffer and the payload of a skipped chunk do not: a text ends
+/// where the data end, and what a buffer misses keeps the bytes that it had. Any text ends at its first NUL. A text that
+/// was written from one string type can be read into any type of the same width.
 /// Memory is taken for what arrives, not for what a length claims: text bodies above 1 MiB are read in growing steps.
 class ORVANE_API CbStreamReadBinary : public CbStreamRead
 {
@@ -47,7 +47,8 @@ public:
     /// Any byte but 00 is true.
     CbStreamReadBinary& operator>>(bool& value) override;
 
-    /// Reads bytes as they are and returns how many arrived; what a smaller number means is the caller's decision.
+    /// Reads bytes as they are and returns how many arrived; what a smaller number means is the caller's decision. The
+    /// bytes of `data` behind them are left as they were.
     virtual unsigned __int64 ReadBuffer(void* data, unsigned __int64 size);
 
     /// Reads a chunk: creates an object by the stored class name and lets it read itself. Owns: the caller, by

@@ -12,8 +12,9 @@
 /// A stream that values are read from, whatever its encoding.
 ///
 /// Every serialisable class reads itself through these operators only. Their order is part of the binary interface.
-/// `long` and `unsigned long` are 32 bits wide in every encoding, also where the type is wider: `int` and `__int64` are
-/// the same everywhere and the better choice in stored layouts.
+/// `long` and `unsigned long` are 32 bits wide in the binary encoding, also where the type is wider: `int` and `__int64`
+/// are the same everywhere and the better choice in stored layouts. On Linux `std::size_t` and `std::int64_t` are such
+/// types; on Windows they are read in 8 bytes.
 /// Threads: a stream belongs to one thread at a time.
 class ORVANE_API IStreamRead
 {

@@ -14,6 +14,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/layout.h"
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -34,7 +36,8 @@ CbArray<int> numbers(unsigned int count)
     return array;
 }
 
-// Counts its instances, and raises on a copy when the number of copies that are allowed is used up.
+// Counts its instances, and raises on a copy when the number of copies that are allowed is used up. A move takes the number
+// away; nothing says that it cannot raise.
 class CFragile
 {
 public:
@@ -57,6 +60,12 @@ public:
     {
         countCopy();
         m_number = other.m_number;
+        return *this;
+    }
+
+    CFragile& operator=(CFragile&& other) noexcept(false)
+    {
+        m_number = std::exchange(other.m_number, -1);
         return *this;
     }
 
@@ -232,6 +241,106 @@ TEST(CbArrayConstruction, TakesNoNumberForAnArray)
 {
     static_assert(!std::is_convertible_v<unsigned int, CbArray<int>>);
     static_assert(std::is_nothrow_default_constructible_v<CbArray<int>>);
+}
+
+// ---- the members, which clients compiled earlier know by their places
+
+namespace
+{
+// Data, end, count, capacity, grow step.
+void expectMembers(CbArray<int> const& array, int const* data, int const* end, unsigned int count,
+                   unsigned int capacity, unsigned int growStep)
+{
+    EXPECT_EQ(fieldAt<int*>(&array, 0), data);
+    EXPECT_EQ(fieldAt<int*>(&array, 8), end);
+    EXPECT_EQ(fieldAt<unsigned int>(&array, 16), count);
+    EXPECT_EQ(fieldAt<unsigned int>(&array, 20), capacity);
+    EXPECT_EQ(fieldAt<unsigned int>(&array, 24), growStep);
+}
+} // namespace
+
+static_assert(sizeof(CbArray<int>) == 32);
+
+TEST(CbArrayMembers, AreZeroAndNullWithoutMemory)
+{
+    expectMembers(CbArray<int>(), nullptr, nullptr, 0, 0, 0);
+    expectMembers(CbArray<int>(0), nullptr, nullptr, 0, 0, 0);
+}
+
+TEST(CbArrayMembers, StandInTheirOrder)
+{
+    CbArray<int> array(3);
+    expectMembers(array, array.GetData(), array.GetData() + 3, 3, 3, 0);
+
+    array.SetGrowStep(5);
+    array.Add(7);
+    expectMembers(array, array.GetData(), array.GetData() + 4, 4, 8, 5);
+}
+
+TEST(CbArrayMembers, EndBehindTheLastElementHoweverTheCountChanges)
+{
+    CbArray<int> array;
+    array.SetCapacity(10);
+    int const* const data = array.GetData();
+    expectMembers(array, data, nullptr, 0, 10, 0);
+
+    array.Add(1);
+    expectMembers(array, data, data + 1, 1, 10, 0);
+    int const two = 2;
+    array.Add(two);
+    expectMembers(array, data, data + 2, 2, 10, 0);
+    int const more[] = {3, 4, 5};
+    array.Append(more, 3);
+    expectMembers(array, data, data + 5, 5, 10, 0);
+    *array.GetSpare() = 6;
+    array.UseSpare(1);
+    expectMembers(array, data, data + 6, 6, 10, 0);
+    array.SetCount(8);
+    expectMembers(array, data, data + 8, 8, 10, 0);
+    array.SetCount(4);
+    expectMembers(array, data, data + 4, 4, 10, 0);
+    array.SetCount(0);
+    expectMembers(array, data, nullptr, 0, 10, 0);
+    array.SetCount(1);
+    array.RemoveAll();
+    expectMembers(array, data, nullptr, 0, 10, 0);
+}
+
+TEST(CbArrayMembers, EndBehindTheLastElementInAFreshBlock)
+{
+    CbArray<int> array = numbers(2);
+    array.Add(3);
+    expectMembers(array, array.GetData(), array.GetData() + 3, 3, 4, 0);
+    int const more[] = {4, 5, 6};
+    array.Append(more, 3);
+    expectMembers(array, array.GetData(), array.GetData() + 6, 6, 8, 0);
+    array.SetCount(9);
+    expectMembers(array, array.GetData(), array.GetData() + 9, 9, 9, 0);
+    array.SetCapacity(20);
+    expectMembers(array, array.GetData(), array.GetData() + 9, 9, 20, 0);
+    array.SetCapacity(7);
+    expectMembers(array, array.GetData(), array.GetData() + 7, 7, 7, 0);
+    array.SetCapacity(0);
+    expectMembers(array, nullptr, nullptr, 0, 0, 0);
+}
+
+TEST(CbArrayMembers, GoWithTheElementsThatAreCopiedMovedAndSwapped)
+{
+    CbArray<int> array = numbers(3);
+    array.SetCapacity(6);
+    array.SetGrowStep(2);
+    int const* const data = array.GetData();
+
+    CbArray<int> const copy(array);
+    expectMembers(copy, copy.GetData(), copy.GetData() + 3, 3, 3, 2);
+
+    CbArray<int> moved(std::move(array));
+    expectMembers(moved, data, data + 3, 3, 6, 2);
+    expectMembers(array, nullptr, nullptr, 0, 0, 0);
+
+    moved.Swap(array);
+    expectMembers(array, data, data + 3, 3, 6, 2);
+    expectMembers(moved, nullptr, nullptr, 0, 0, 0);
 }
 
 // ---- growth
@@ -733,6 +842,26 @@ TEST_P(CbArrayFailingCopyOfThree, LeavesTheArrayUnchangedWhileAnAppendGrowsIt)
         CFragile const more[] = {CFragile(3)};
         CScopedCopyLimit const limit(GetParam());
         EXPECT_THROW(m_array.Append(more, 1), std::runtime_error);
+    }
+    expectUnchanged();
+}
+
+TEST_P(CbArrayFailingCopyOfThree, LeavesTheElementWithItsOwnerWhileAnAddThatMovesGrowsTheArray)
+{
+    {
+        CFragile more(3);
+        CScopedCopyLimit const limit(GetParam());
+        EXPECT_THROW(m_array.Add(std::move(more)), std::runtime_error);
+        EXPECT_EQ(more.m_number, 3);
+    }
+    expectUnchanged();
+}
+
+TEST_P(CbArrayFailingCopyOfThree, KeepsAnOwnElementThatAnAddWasToMove)
+{
+    {
+        CScopedCopyLimit const limit(GetParam());
+        EXPECT_THROW(m_array.Add(std::move(m_array[0])), std::runtime_error);
     }
     expectUnchanged();
 }

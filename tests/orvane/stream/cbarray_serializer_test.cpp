@@ -84,6 +84,49 @@ TEST(CbArraySerializerWriting, OfTheHeaderAloneLeavesTheElementsToTheCaller)
     EXPECT_EQ(bytesOf(stream), fields({c_Marker, 1, 2, 1}));
 }
 
+// The array may be the stream's own, which grows while its header is written: it is stored as it was before. The capacities
+// are those with which the block is exchanged for the header, for the elements, for both at once, and not at all.
+TEST(CbArraySerializerWriting, OfTheStreamsOwnArrayIsThatOfACopy)
+{
+    for (unsigned int const capacity : {2u, 5u, 16u, 17u, 18u, 19u, 4096u})
+    {
+        SCOPED_TRACE(capacity);
+        CbStreamWriteBinaryBuffer stream(capacity);
+        CbStreamWriteBinaryBuffer expected(capacity);
+        stream << static_cast<short>(0x0807);
+        expected << static_cast<short>(0x0807);
+
+        CbArray_Serializer::Serialize(stream, stream.GetArray());
+        CbArray_Serializer::Serialize(expected, arrayOf({0x07, 0x08}));
+
+        EXPECT_EQ(bytesOf(stream), joined({Bytes{0x07, 0x08}, fields({c_Marker, 1, 2, 1}), Bytes{0x07, 0x08}}));
+        EXPECT_EQ(bytesOf(stream), bytesOf(expected));
+        EXPECT_EQ(stream.GetArray().GetCapacity(), expected.GetArray().GetCapacity());
+    }
+}
+
+TEST(CbArraySerializerWriting, OfTheStreamsOwnArrayThatIsEmptyIsTheHeaderAlone)
+{
+    for (unsigned int const capacity : {0u, 4096u})
+    {
+        CbStreamWriteBinaryBuffer stream(capacity);
+
+        CbArray_Serializer::Serialize(stream, stream.GetArray());
+
+        EXPECT_EQ(bytesOf(stream), fields({c_Marker, 1, 0, 1}));
+    }
+}
+
+TEST(CbArraySerializerWriting, OfTheHeaderOfTheStreamsOwnArrayHasTheCountFromBefore)
+{
+    CbStreamWriteBinaryBuffer stream;
+    stream << static_cast<short>(0x0807);
+
+    CbArray_Serializer::serializeHeader(stream, stream.GetArray());
+
+    EXPECT_EQ(bytesOf(stream), joined({Bytes{0x07, 0x08}, fields({c_Marker, 1, 2, 1})}));
+}
+
 // ---- reading the header
 
 TEST(CbArraySerializerHeader, MakesTheArrayAsLongAsItSays)

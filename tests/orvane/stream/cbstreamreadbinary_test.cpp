@@ -17,15 +17,6 @@ using testing::ElementsAre;
 namespace
 {
 template <class T>
-T readAs(Bytes const& bytes)
-{
-    CbStreamReadBinaryBuffer stream = readerOf(bytes);
-    T value{};
-    stream >> value;
-    return value;
-}
-
-template <class T>
 std::vector<unsigned __int64> readsFor(Bytes const& bytes)
 {
     CRecordingReader stream(bytes);
@@ -188,13 +179,8 @@ TYPED_TEST(CbStreamReadBinaryShort, PrimitiveIsRefusedAtEveryLengthBelowItsWidth
 TYPED_TEST(CbStreamReadBinaryShort, PrimitiveIsTakenWhereItsWidthIsThere)
 {
     Bytes const bytes(SStored<TypeParam>::c_Width, 0x11);
-    CbStreamReadBinaryBuffer stream = readerOf(bytes);
-    TypeParam value{};
 
-    stream >> value;
-
-    EXPECT_EQ(stream.GetBytesRead(), SStored<TypeParam>::c_Width);
-    EXPECT_NE(value, TypeParam{});
+    EXPECT_NE(readAs<TypeParam>(bytes), TypeParam{});
 }
 
 TEST(CbStreamReadBinaryShortRead, LeavesABoolAsItWas)
@@ -273,6 +259,14 @@ TEST(CbStreamReadBinaryNarrow, ReadsItsLengthAndItsBodyInOneCallEach)
 {
     EXPECT_THAT(readsFor<std::string>(narrowText("abc")), ElementsAre(4, 3));
     EXPECT_THAT(readsFor<CStringA>(narrowText(std::string(100'000, 'x'))), ElementsAre(4, 100'000));
+}
+
+// No more is taken on a length's word at once: each further call asks for twice as much as the one before it.
+TEST(CbStreamReadBinaryNarrow, ReadsABodyAboveOneMebibyteInSeveralCalls)
+{
+    EXPECT_THAT(readsFor<CStringA>(narrowText(std::string(0x100000, 'x'))), ElementsAre(4, 0x100000));
+    EXPECT_THAT(readsFor<CStringA>(narrowText(std::string(0x100001, 'x'))), ElementsAre(4, 0x100000, 1));
+    EXPECT_THAT(readsFor<std::string>(narrowText(std::string(0x300001, 'x'))), ElementsAre(4, 0x100000, 0x200000, 1));
 }
 
 TEST(CbStreamReadBinaryNarrow, GoesThroughTheOperatorOfTheOtherNarrowType)
@@ -426,6 +420,15 @@ TEST(CbStreamReadBinaryWide, ReadsItsLengthFieldsAndItsBodyInOneCallEach)
     EXPECT_THAT(readsFor<std::wstring>(wideText(u"ab")), ElementsAre(1, 2, 1, 4));
     EXPECT_THAT(readsFor<CStringW>(written(std::wstring(300, L'x'))), ElementsAre(1, 2, 1, 2, 600));
     EXPECT_THAT(readsFor<CStringW>(written(std::wstring(70'000, L'x'))), ElementsAre(1, 2, 1, 2, 4, 140'000));
+}
+
+// The steps are counted in bytes.
+TEST(CbStreamReadBinaryWide, ReadsABodyAboveOneMebibyteInSeveralCalls)
+{
+    EXPECT_THAT(readsFor<CStringW>(written(std::wstring(0x80000, L'x'))), ElementsAre(1, 2, 1, 2, 4, 0x100000));
+    EXPECT_THAT(readsFor<CStringW>(written(std::wstring(0x80001, L'x'))), ElementsAre(1, 2, 1, 2, 4, 0x100000, 2));
+    EXPECT_THAT(readsFor<std::wstring>(written(std::wstring(0x180001, L'x'))),
+                ElementsAre(1, 2, 1, 2, 4, 0x100000, 0x200000, 2));
 }
 
 TEST(CbStreamReadBinaryWide, GoesThroughTheOperatorOfTheOtherWideType)

@@ -8,10 +8,51 @@
 
 #include "orvane/exception/cbexceptionstream.h"
 #include "orvane/stream/streamtesting.h"
+#include "support/layout.h"
 #include "support/logrecorder.h"
 #include "support/raises.h"
 
 using testing::ElementsAre;
+
+// ---- the members, which clients compiled earlier know by their places
+
+namespace
+{
+// Data, size, position, bytes read.
+void expectMembers(CbStreamReadBinaryBuffer const& stream, unsigned char const* data, unsigned __int64 size,
+                   unsigned __int64 position, unsigned __int64 bytesRead)
+{
+    EXPECT_EQ(fieldAt<unsigned char const*>(&stream, 8), data);
+    EXPECT_EQ(fieldAt<unsigned __int64>(&stream, 16), size);
+    EXPECT_EQ(fieldAt<unsigned __int64>(&stream, 24), position);
+    EXPECT_EQ(fieldAt<unsigned __int64>(&stream, 32), bytesRead);
+}
+} // namespace
+
+static_assert(sizeof(CbStreamReadBinaryBuffer) == 40);
+
+TEST(CbStreamReadBinaryBufferMembers, StandInTheirOrder)
+{
+    Bytes const bytes(20, 1);
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    expectMembers(stream, bytes.data(), 20, 0, 0);
+
+    int value = 0;
+    stream >> value;
+    expectMembers(stream, bytes.data(), 20, 4, 4);
+    unsigned char data[7];
+    stream.ReadBuffer(data, sizeof data);
+    expectMembers(stream, bytes.data(), 20, 11, 11);
+
+    CbStreamReadBinaryBuffer copy(stream);
+    stream.ReadBuffer(data, 1);
+    expectMembers(copy, bytes.data(), 20, 11, 11);
+    copy = stream;
+    expectMembers(copy, bytes.data(), 20, 12, 12);
+
+    CbArray<unsigned char> const array(5);
+    expectMembers(CbStreamReadBinaryBuffer(array), array.GetData(), 5, 0, 0);
+}
 
 TEST(CbStreamReadBinaryBufferConstruction, ReadsAnArrayInPlace)
 {

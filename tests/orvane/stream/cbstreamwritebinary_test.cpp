@@ -119,18 +119,24 @@ TEST(CbStreamWriteBinaryLong, IsRefusedWhereItNeedsMoreThan32Bits)
     CLogRecorder const log;
     CbStreamWriteBinaryBuffer stream;
     stream << 1;
+    CRecordingWriter device;
 
     for (__int64 const value : {2147483648LL, -2147483649LL, 0x100000000LL, std::numeric_limits<__int64>::min()})
     {
         EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<",
                       stream << static_cast<long>(value));
+        EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<",
+                      device << static_cast<long>(value));
     }
     for (__int64 const value : {0x100000000LL, -1LL})
     {
         EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<",
                       stream << static_cast<unsigned long>(value));
+        EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<",
+                      device << static_cast<unsigned long>(value));
     }
     EXPECT_EQ(stream.GetCount(), 4) << "a refused value leaves bytes behind";
+    EXPECT_TRUE(device.GetWrites().empty());
 }
 
 // ---- narrow text
@@ -183,11 +189,14 @@ TEST(CbStreamWriteBinaryNarrow, FromANullPointerIsRefusedAndWritesNothing)
 {
     CLogRecorder const log;
     CRecordingWriter stream;
+    CbStreamWriteBinaryBuffer buffer;
     char const* const null = nullptr;
 
     EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<", stream << null);
+    EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<", buffer << null);
 
     EXPECT_TRUE(stream.GetWrites().empty());
+    EXPECT_EQ(buffer.GetCount(), 0);
 }
 
 TEST(CbStreamWriteBinaryNarrow, HasTheLow32BitsOfALongerLength)
@@ -320,11 +329,14 @@ TEST(CbStreamWriteBinaryWide, FromANullPointerIsRefusedAndWritesNothing)
 {
     CLogRecorder const log;
     CRecordingWriter stream;
+    CbStreamWriteBinaryBuffer buffer;
     wchar_t const* const null = nullptr;
 
     EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<", stream << null);
+    EXPECT_RAISES(CbExceptionStream, "cbstreamwritebinary", "CbStreamWriteBinary::operator <<", buffer << null);
 
     EXPECT_TRUE(stream.GetWrites().empty());
+    EXPECT_EQ(buffer.GetCount(), 0);
 }
 
 TEST(CbStreamWriteBinaryLengths, GoThroughTheStreamsOwnOperators)

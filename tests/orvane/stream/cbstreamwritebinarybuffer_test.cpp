@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "orvane/stream/streamtesting.h"
+#include "support/layout.h"
 
 using testing::ElementsAre;
 
@@ -26,6 +27,17 @@ TEST(CbStreamWriteBinaryBufferConstruction, ReservesTheGivenCapacity)
     EXPECT_EQ(CbStreamWriteBinaryBuffer(100).GetArray().GetCapacity(), 100);
     EXPECT_EQ(CbStreamWriteBinaryBuffer(0).GetArray().GetCapacity(), 0);
     EXPECT_EQ(CbStreamWriteBinaryBuffer(100).GetCount(), 0);
+}
+
+static_assert(sizeof(CbStreamWriteBinaryBuffer) == 40);
+
+TEST(CbStreamWriteBinaryBufferMembers, AreTheArrayAlone)
+{
+    CbStreamWriteBinaryBuffer stream(100);
+    stream << 1;
+
+    EXPECT_EQ(static_cast<void const*>(&stream.GetArray()), &fieldAt<char>(&stream, 8));
+    EXPECT_EQ(fieldAt<unsigned char*>(&stream, 8), stream.GetData());
 }
 
 TEST(CbStreamWriteBinaryBufferConstruction, TakesNoNumberForAStream)

@@ -3,6 +3,19 @@
 #include <gtest/gtest.h>
 
 #include "orvane/stream/streamtesting.h"
+#include "support/layout.h"
+
+static_assert(sizeof(CbStreamWriteBinaryByteCount) == 16);
+
+TEST(CbStreamWriteBinaryByteCountMembers, AreTheCountAlone)
+{
+    CbStreamWriteBinaryByteCount stream;
+    EXPECT_EQ(fieldAt<unsigned __int64>(&stream, 8), 0);
+
+    stream << 1 << true;
+
+    EXPECT_EQ(fieldAt<unsigned __int64>(&stream, 8), 5);
+}
 
 TEST(CbStreamWriteBinaryByteCountValue, StartsAtZero)
 {

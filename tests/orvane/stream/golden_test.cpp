@@ -9,6 +9,9 @@
 
 namespace
 {
+// Memory streams have operators of their own, streams to and from other devices those of the encoding itself: what the files
+// hold goes through both.
+
 std::vector<std::string> narrowTexts()
 {
     return {"", "a", "ab", "\xC4\x80\xFF", letters<char>(254), letters<char>(255)};
@@ -46,25 +49,78 @@ std::vector<std::wstring> textsOfAllLengthForms()
 template <class TText>
 Bytes writtenOneByOne(std::vector<TText> const& texts)
 {
-    CbStreamWriteBinaryBuffer stream;
+    CbStreamWriteBinaryBuffer memory;
+    CRecordingWriter device;
     for (TText const& text : texts)
     {
-        stream << text;
+        memory << text;
+        device << text;
     }
-    return bytesOf(stream);
+    EXPECT_TRUE(device.GetBytes() == bytesOf(memory));
+    return bytesOf(memory);
 }
 
 template <class TText>
 std::vector<TText> readOneByOne(Bytes const& bytes)
 {
     std::vector<TText> texts;
-    CbStreamReadBinaryBuffer stream = readerOf(bytes);
-    while (stream.GetBytesRead() < bytes.size())
+    CbStreamReadBinaryBuffer memory = readerOf(bytes);
+    CRecordingReader device(bytes);
+    while (memory.GetBytesRead() < bytes.size())
     {
+        TText fromDevice;
         texts.emplace_back();
-        stream >> texts.back();
+        memory >> texts.back();
+        device >> fromDevice;
+        EXPECT_TRUE(fromDevice == texts.back());
     }
     return texts;
+}
+
+void writePrimitives(CbStreamWriteBinary& stream)
+{
+    stream << -2l << 0xFFFFFFFEul << 'A' << 1.0 << -1.5f << static_cast<__int64>(-2)
+           << static_cast<unsigned __int64>(0x0123456789ABCDEF) << 1 << 0x89ABCDEFu << static_cast<short>(-2)
+           << static_cast<unsigned short>(0xABCD) << static_cast<signed char>(-128) << static_cast<unsigned char>(0xFE)
+           << true << false;
+}
+
+void expectPrimitives(CbStreamReadBinary& stream)
+{
+    long aLong = 0;
+    unsigned long anUnsignedLong = 0;
+    char aChar = 0;
+    double aDouble = 0;
+    float aFloat = 0;
+    __int64 an64 = 0;
+    unsigned __int64 anUnsigned64 = 0;
+    int anInt = 0;
+    unsigned int anUnsignedInt = 0;
+    short aShort = 0;
+    unsigned short anUnsignedShort = 0;
+    signed char aSignedChar = 0;
+    unsigned char anUnsignedChar = 0;
+    bool first = false;
+    bool second = true;
+
+    stream >> aLong >> anUnsignedLong >> aChar >> aDouble >> aFloat >> an64 >> anUnsigned64 >> anInt >> anUnsignedInt >>
+        aShort >> anUnsignedShort >> aSignedChar >> anUnsignedChar >> first >> second;
+
+    EXPECT_EQ(aLong, -2);
+    EXPECT_EQ(anUnsignedLong, 0xFFFFFFFEul);
+    EXPECT_EQ(aChar, 'A');
+    EXPECT_EQ(aDouble, 1.0);
+    EXPECT_EQ(aFloat, -1.5f);
+    EXPECT_EQ(an64, -2);
+    EXPECT_EQ(anUnsigned64, 0x0123456789ABCDEF);
+    EXPECT_EQ(anInt, 1);
+    EXPECT_EQ(anUnsignedInt, 0x89ABCDEF);
+    EXPECT_EQ(aShort, -2);
+    EXPECT_EQ(anUnsignedShort, 0xABCD);
+    EXPECT_EQ(aSignedChar, -128);
+    EXPECT_EQ(anUnsignedChar, 0xFE);
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(second);
 }
 
 CGoldenEntry firstEntry()
@@ -103,57 +159,37 @@ Bytes writtenArray(Bytes const& elements)
 }
 } // namespace
 
-TEST(GoldenPrimitives, AreWrittenAsInTheFile)
+TEST(GoldenPrimitives, AreWrittenAsInTheFileByBothKindsOfStream)
 {
-    CbStreamWriteBinaryBuffer stream;
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin");
+    CbStreamWriteBinaryBuffer memory;
+    CRecordingWriter device;
 
-    stream << -2l << 0xFFFFFFFEul << 'A' << 1.0 << -1.5f << static_cast<__int64>(-2)
-           << static_cast<unsigned __int64>(0x0123456789ABCDEF) << 1 << 0x89ABCDEFu << static_cast<short>(-2)
-           << static_cast<unsigned short>(0xABCD) << static_cast<signed char>(-128) << static_cast<unsigned char>(0xFE)
-           << true << false;
+    writePrimitives(memory);
+    writePrimitives(device);
 
-    EXPECT_EQ(bytesOf(stream), goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin"));
+    EXPECT_EQ(bytesOf(memory), bytes);
+    EXPECT_EQ(device.GetBytes(), bytes);
 }
 
-TEST(GoldenPrimitives, AreReadFromTheFile)
+TEST(GoldenPrimitives, AreReadFromTheFileByAMemoryStream)
 {
     Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin");
     CbStreamReadBinaryBuffer stream = readerOf(bytes);
-    long aLong = 0;
-    unsigned long anUnsignedLong = 0;
-    char aChar = 0;
-    double aDouble = 0;
-    float aFloat = 0;
-    __int64 an64 = 0;
-    unsigned __int64 anUnsigned64 = 0;
-    int anInt = 0;
-    unsigned int anUnsignedInt = 0;
-    short aShort = 0;
-    unsigned short anUnsignedShort = 0;
-    signed char aSignedChar = 0;
-    unsigned char anUnsignedChar = 0;
-    bool first = false;
-    bool second = true;
 
-    stream >> aLong >> anUnsignedLong >> aChar >> aDouble >> aFloat >> an64 >> anUnsigned64 >> anInt >> anUnsignedInt >>
-        aShort >> anUnsignedShort >> aSignedChar >> anUnsignedChar >> first >> second;
+    expectPrimitives(stream);
 
-    EXPECT_EQ(aLong, -2);
-    EXPECT_EQ(anUnsignedLong, 0xFFFFFFFEul);
-    EXPECT_EQ(aChar, 'A');
-    EXPECT_EQ(aDouble, 1.0);
-    EXPECT_EQ(aFloat, -1.5f);
-    EXPECT_EQ(an64, -2);
-    EXPECT_EQ(anUnsigned64, 0x0123456789ABCDEF);
-    EXPECT_EQ(anInt, 1);
-    EXPECT_EQ(anUnsignedInt, 0x89ABCDEF);
-    EXPECT_EQ(aShort, -2);
-    EXPECT_EQ(anUnsignedShort, 0xABCD);
-    EXPECT_EQ(aSignedChar, -128);
-    EXPECT_EQ(anUnsignedChar, 0xFE);
-    EXPECT_TRUE(first);
-    EXPECT_FALSE(second);
     EXPECT_EQ(stream.GetBytesRead(), bytes.size());
+}
+
+TEST(GoldenPrimitives, AreReadFromTheFileByTheEncodingItself)
+{
+    Bytes const bytes = goldenFile(ORVANE_TEST_GOLDEN, "primitives.bin");
+    CRecordingReader stream(bytes);
+
+    expectPrimitives(stream);
+
+    EXPECT_EQ(stream.GetPosition(), bytes.size());
 }
 
 TEST(GoldenVersion, IsWrittenAsInTheFileAndRead)

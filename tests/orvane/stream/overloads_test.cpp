@@ -20,6 +20,33 @@ enum class EScoped
     eScoped
 };
 
+struct SPlain
+{
+    int field = 0;
+    int Get() const;
+};
+
+// What is meant to be a `bool`.
+struct SFlag
+{
+    operator bool() const
+    {
+        return true;
+    }
+};
+
+// What is meant to be text.
+struct SText
+{
+    operator char const*() const
+    {
+        return "text";
+    }
+};
+
+using CLambda = decltype([](int number) { return number; });
+using CNoexceptLambda = decltype([]() noexcept {});
+
 template <class TStream, class T>
 concept Writes = requires(TStream& stream, T value)
 {
@@ -62,7 +89,18 @@ constexpr bool writesStrayPointers()
 {
     return Writes<TStream, void const*> || Writes<TStream, void*> || Writes<TStream, int*> ||
            Writes<TStream, int const*> || Writes<TStream, unsigned char const*> || Writes<TStream, char16_t const*> ||
-           Writes<TStream, std::string*> || Writes<TStream, char const**> || Writes<TStream, std::nullptr_t>;
+           Writes<TStream, std::string*> || Writes<TStream, char const**> || Writes<TStream, std::nullptr_t> ||
+           Writes<TStream, int volatile*> || Writes<TStream, void const volatile*> || Writes<TStream, char volatile*> ||
+           Writes<TStream, wchar_t const volatile*>;
+}
+
+template <class TStream>
+constexpr bool writesFunctionsAndMembers()
+{
+    return Writes<TStream, unsigned int (*)()> || Writes<TStream, unsigned int (&)()> ||
+           Writes<TStream, void (*)(char const*, ...) noexcept> || Writes<TStream, CLambda> ||
+           Writes<TStream, CLambda const&> || Writes<TStream, CNoexceptLambda> || Writes<TStream, int SPlain::*> ||
+           Writes<TStream, int SPlain::*const&> || Writes<TStream, int (SPlain::*)() const>;
 }
 
 template <class TStream>
@@ -96,6 +134,20 @@ TYPED_TEST(StreamWriteOverloads, TakeEveryPrimitiveAndText)
 TYPED_TEST(StreamWriteOverloads, RefuseAPointerThatIsNoText)
 {
     EXPECT_FALSE(writesStrayPointers<TypeParam>());
+}
+
+TYPED_TEST(StreamWriteOverloads, RefuseAFunctionAndAMember)
+{
+    EXPECT_FALSE(writesFunctionsAndMembers<TypeParam>());
+}
+
+TYPED_TEST(StreamWriteOverloads, TakeWhatConvertsToATruthValueOrTextByItself)
+{
+    EXPECT_TRUE((Writes<TypeParam, SFlag>));
+    EXPECT_TRUE((Writes<TypeParam, SText>));
+    EXPECT_TRUE((Writes<TypeParam, EPlain>));
+    EXPECT_TRUE((Writes<TypeParam, bool&>));
+    EXPECT_TRUE((Writes<TypeParam, char const(&)[3]>));
 }
 
 TYPED_TEST(StreamWriteOverloads, RefuseAScopedEnumerationAndAnArray)
@@ -176,6 +228,12 @@ TEST(StreamWriteOverloadsChained, WriteAnUnscopedEnumerationInTheWidthItPromotes
 {
     EXPECT_EQ(written(ePlain), littleEndian(0x0102, 2));
     EXPECT_EQ(written(L'a'), littleEndian('a', 4));
+}
+
+TEST(StreamWriteOverloadsChained, WriteWhatConvertsByItselfAsWhatItConvertsTo)
+{
+    EXPECT_EQ(written(SFlag()), (Bytes{0x01}));
+    EXPECT_EQ(written(SText()), narrowText("text"));
 }
 
 TEST(StreamReadOverloadsChained, TakeTheValuesInOrderOnTheInterface)

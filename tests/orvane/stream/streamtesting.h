@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -104,15 +105,6 @@ inline CbStreamReadBinaryBuffer readerOf(Bytes const& bytes)
 
 CbStreamReadBinaryBuffer readerOf(Bytes&&) = delete;
 
-/// What a value is written as.
-template <class T>
-Bytes written(T const& value)
-{
-    CbStreamWriteBinaryBuffer stream;
-    stream << value;
-    return bytesOf(stream);
-}
-
 /// Keeps every call of `write` by itself.
 class CRecordingWriter : public CbStreamWriteBinary
 {
@@ -130,6 +122,17 @@ public:
             widths.push_back(bytes.size());
         }
         return widths;
+    }
+
+    /// What was written, in one block.
+    Bytes GetBytes() const
+    {
+        Bytes all;
+        for (Bytes const& bytes : m_writes)
+        {
+            all.insert(all.end(), bytes.begin(), bytes.end());
+        }
+        return all;
     }
 
     using CbStreamWriteBinary::writeStringLengthA;
@@ -234,6 +237,44 @@ std::string operatorFor(T const& object)
     COperatorWatch stream;
     object.Serialize(stream);
     return stream.GetUsed();
+}
+
+/// What a value is written as. Memory streams write in place; the encoding itself, which streams to other devices get, has
+/// to give the same bytes.
+template <class T>
+Bytes written(T const& value)
+{
+    CbStreamWriteBinaryBuffer stream;
+    stream << value;
+    CRecordingWriter device;
+    device << value;
+    Bytes bytes = bytesOf(stream);
+    EXPECT_TRUE(device.GetBytes() == bytes) << "a memory stream and the encoding itself write different bytes";
+    return bytes;
+}
+
+/// The value that bytes are read as. Memory streams read in place; the encoding itself, which streams from other devices
+/// get, has to give the same value and to take as many bytes.
+template <class T>
+T readAs(Bytes const& bytes)
+{
+    CbStreamReadBinaryBuffer stream = readerOf(bytes);
+    T value{};
+    stream >> value;
+    CRecordingReader device(bytes);
+    T fromDevice{};
+    device >> fromDevice;
+    if constexpr (std::is_arithmetic_v<T>)
+    {
+        // By its bits: no comparison finds a not-a-number equal to itself.
+        EXPECT_EQ(std::memcmp(&fromDevice, &value, sizeof value), 0) << "read as " << value << " and as " << fromDevice;
+    }
+    else
+    {
+        EXPECT_TRUE(fromDevice == value) << "a memory stream and the encoding itself read different texts";
+    }
+    EXPECT_EQ(device.GetPosition(), stream.GetBytesRead());
+    return value;
 }
 
 #endif // ORVANE_TESTS_STREAM_STREAMTESTING_H

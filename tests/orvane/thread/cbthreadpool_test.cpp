@@ -771,6 +771,7 @@ TEST_F(CbThreadPoolHooks, OfAQueuedTaskMayRemoveItsRecord)
     pool().LimitTaskCount(1);
     unsigned long const id = GetCurrentThreadId();
     std::atomic<int> released = 0;
+    std::atomic<bool> hasRun = false;
     {
         CBlocker blocker;
         blocker.Submit();
@@ -783,7 +784,7 @@ TEST_F(CbThreadPoolHooks, OfAQueuedTaskMayRemoveItsRecord)
         first->onEnd = [&] { ++released; };
         add(first);
         first.Reset();
-        TaskPointer second = makeTask();
+        TaskPointer second = makeTask([&] { hasRun = true; });
         second->onEnd = [&] { ++released; };
         add(second);
         second.Reset();
@@ -791,6 +792,7 @@ TEST_F(CbThreadPoolHooks, OfAQueuedTaskMayRemoveItsRecord)
     }
     EXPECT_TRUE(becomesIdle(1));
     EXPECT_TRUE(becomes([&] { return released == 2; })) << "both were dropped";
+    EXPECT_FALSE(hasRun) << "the queue goes with the record";
     runOne();
 }
 
