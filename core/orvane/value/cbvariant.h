@@ -737,7 +737,7 @@ public:
     /// The order of two variants of the same kind. The kind of `right` alone decides and that of the left side is not
     /// looked at: its cell is read as if it were of that kind, so that with another kind there the answer means nothing
     /// and, where `right` holds a text or a date-time, memory is read that is none. Nothing is before nothing; text goes
-    /// by the values of the characters.
+    /// by the values of the characters, wide text by its UTF-16 units.
     /// Raises: CbExceptionConversion from "CbVariant::operator <" and "CbVariant::operator >" where `right` holds bytes,
     /// an object, or what does not exist.
     bool operator<(CbVariant const& right) const;
