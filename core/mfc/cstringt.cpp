@@ -7,9 +7,11 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
+#include <utility>
 
 #include "mfc/catlexception.h"
 #include "platform/platform.h"
+#include "platform/utf8.h"
 
 namespace
 {
@@ -109,20 +111,101 @@ wchar_t toUpper(wchar_t ch)
     return static_cast<wchar_t>(std::towupper(static_cast<wint_t>(ch)));
 }
 
-template <class C>
-int compareLower(std::basic_string_view<C> a, std::basic_string_view<C> b)
+constexpr bool c_IsWideUtf16 = sizeof(wchar_t) == sizeof(char16_t);
+
+// The UTF-16 units of wide text of 32-bit characters. Lone surrogates are units, what is no code point is U+FFFD.
+template <class TMap>
+class CUnits
+{
+public:
+    CUnits(std::wstring_view text, TMap map) : m_rest(text), m_map(map)
+    {
+    }
+
+    // The next unit; -1 behind the last one.
+    int Next()
+    {
+        if (m_second != 0)
+        {
+            return std::exchange(m_second, 0);
+        }
+        if (m_rest.empty())
+        {
+            return -1;
+        }
+        auto const point = static_cast<char32_t>(m_map(m_rest.front()));
+        m_rest.remove_prefix(1);
+        if (point < 0x10000)
+        {
+            return static_cast<int>(point);
+        }
+        if (point > 0x10FFFF)
+        {
+            return static_cast<int>(Utf8::c_Replacement);
+        }
+        m_second = static_cast<int>(0xDC00 + (point & 0x3FF));
+        return static_cast<int>(0xD800 + ((point - 0x10000) >> 10));
+    }
+
+private:
+    std::wstring_view m_rest;
+    TMap m_map;
+    int m_second = 0;
+};
+
+// The order of two texts whose first characters differ. Texts of the same units are ordered by those characters, so that
+// only equal ones are neither before nor behind one another.
+template <class C, class TMap>
+int compareDifferent(std::basic_string_view<C> a, std::basic_string_view<C> b, TMap map)
+{
+    C const left = map(a.front());
+    C const right = map(b.front());
+    if constexpr (std::is_same_v<C, wchar_t> && !c_IsWideUtf16)
+    {
+        // Below the surrogates characters and units are the same; above them a pair is below the last units.
+        constexpr char32_t c_FirstSurrogate = 0xD800;
+        auto const leftPoint = static_cast<char32_t>(left);
+        auto const rightPoint = static_cast<char32_t>(right);
+        if (leftPoint >= c_FirstSurrogate && rightPoint >= c_FirstSurrogate)
+        {
+            CUnits leftUnits(a, map);
+            CUnits rightUnits(b, map);
+            int unit = 0;
+            int order = 0;
+            do
+            {
+                unit = leftUnits.Next();
+                order = unit - rightUnits.Next();
+            } while (order == 0 && unit >= 0);
+            if (order != 0)
+            {
+                return order;
+            }
+        }
+        return leftPoint < rightPoint ? -1 : 1;
+    }
+    return std::char_traits<C>::lt(left, right) ? -1 : 1;
+}
+
+// `first` is where to begin: up to there the texts are the same.
+template <class C, class TMap>
+int compareFrom(std::size_t first, std::basic_string_view<C> a, std::basic_string_view<C> b, TMap map)
 {
     std::size_t const common = std::min(a.size(), b.size());
-    for (std::size_t n = 0; n < common; ++n)
+    for (std::size_t n = first; n < common; ++n)
     {
-        C const left = toLower(a[n]);
-        C const right = toLower(b[n]);
-        if (left != right)
+        if (map(a[n]) != map(b[n]))
         {
-            return std::char_traits<C>::lt(left, right) ? -1 : 1;
+            return compareDifferent(a.substr(n), b.substr(n), map);
         }
     }
     return (a.size() > b.size()) - (a.size() < b.size());
+}
+
+template <class C>
+int compareLower(std::basic_string_view<C> a, std::basic_string_view<C> b)
+{
+    return compareFrom(0, a, b, [](C ch) { return toLower(ch); });
 }
 } // namespace
 
@@ -201,6 +284,23 @@ void upperText(char* text, std::size_t length)
 void upperText(wchar_t* text, std::size_t length)
 {
     std::transform(text, text + length, text, [](wchar_t ch) { return toUpper(ch); });
+}
+
+int compareText(std::wstring_view a, std::wstring_view b) noexcept
+{
+    if constexpr (c_IsWideUtf16)
+    {
+        return a.compare(b);
+    }
+    // Long texts that begin alike are gone through by blocks, short ones are not worth the calls.
+    constexpr std::size_t c_Block = 16;
+    std::size_t const common = std::min(a.size(), b.size());
+    std::size_t same = 0;
+    while (common - same > c_Block && std::wmemcmp(a.data() + same, b.data() + same, c_Block) == 0)
+    {
+        same += c_Block;
+    }
+    return compareFrom(same, a, b, [](wchar_t ch) { return ch; });
 }
 
 int compareTextNoCase(std::string_view a, std::string_view b)

@@ -39,8 +39,14 @@ ORVANE_PLATFORM_API void lowerText(wchar_t* text, std::size_t length);
 ORVANE_PLATFORM_API void upperText(char* text, std::size_t length);
 ORVANE_PLATFORM_API void upperText(wchar_t* text, std::size_t length);
 
-// Negative, zero or positive. Ignoring case maps both sides to lower case as lowerText does; collating follows the
-// C runtime's current locale and ends at the first NUL.
+// Negative, zero or positive. Wide text goes by its UTF-16 units, whatever the width of wchar_t. Ignoring case maps both
+// sides to lower case as lowerText does; collating follows the C runtime's current locale and ends at the first NUL.
+inline int compareText(std::string_view a, std::string_view b) noexcept
+{
+    return a.compare(b);
+}
+
+ORVANE_PLATFORM_API int compareText(std::wstring_view a, std::wstring_view b) noexcept;
 ORVANE_PLATFORM_API int compareTextNoCase(std::string_view a, std::string_view b);
 ORVANE_PLATFORM_API int compareTextNoCase(std::wstring_view a, std::wstring_view b);
 ORVANE_PLATFORM_API int collateText(char const* a, char const* b);
@@ -470,15 +476,16 @@ public:
 
     // ---- comparing
 
-    /// -1, 0 or 1 by the values of the characters, all of them: a NUL is a character like others.
+    /// -1, 0 or 1 by the values of the characters, all of them: a NUL is a character like others. Wide text goes by its
+    /// UTF-16 units, also where wchar_t is wider: U+1F600, which begins with 0xD83D, is before U+FF21 on every target.
     int Compare(C const* text) const noexcept
     {
-        return sign(View(m_text).compare(orEmpty(text)));
+        return sign(detail::compareText(View(m_text), orEmpty(text)));
     }
 
     int Compare(CStringT const& text) const noexcept
     {
-        return sign(m_text.compare(text.m_text));
+        return sign(detail::compareText(View(m_text), View(text.m_text)));
     }
 
     /// As Compare, both sides in lower case by the C runtime's current locale.
@@ -498,7 +505,7 @@ public:
         return sign(detail::collateText(m_text.c_str(), orEmpty(text)));
     }
 
-    // != and the order relations follow from these two each, for either side.
+    // != and the order relations follow from these two each, for either side. The order is that of Compare.
     friend bool operator==(CStringT const& a, CStringT const& b) noexcept
     {
         return a.m_text == b.m_text;
@@ -511,12 +518,12 @@ public:
 
     friend std::strong_ordering operator<=>(CStringT const& a, CStringT const& b) noexcept
     {
-        return a.m_text.compare(b.m_text) <=> 0;
+        return detail::compareText(View(a.m_text), View(b.m_text)) <=> 0;
     }
 
     friend std::strong_ordering operator<=>(CStringT const& a, C const* b) noexcept
     {
-        return View(a.m_text).compare(orEmpty(b)) <=> 0;
+        return detail::compareText(View(a.m_text), orEmpty(b)) <=> 0;
     }
 
     /// Whether the text is this one character.

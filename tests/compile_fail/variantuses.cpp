@@ -6,6 +6,11 @@
 #define ORVANE_FAILURE 0
 #endif
 
+struct SPair
+{
+    int first;
+};
+
 int use(CbVariant& variant, int* number, IObject const* object);
 
 int use(CbVariant& variant, int* number, IObject const* object)
@@ -30,6 +35,12 @@ int use(CbVariant& variant, int* number, IObject const* object)
     result += fromNumber == 5;
 #elif ORVANE_FAILURE == 7
     result += variant.GetAs<IObject*>() != nullptr;
+#elif ORVANE_FAILURE == 8
+    variant = &SPair::first;
+#elif ORVANE_FAILURE == 9
+    variant = [] {};
+#elif ORVANE_FAILURE == 10
+    result += CbVariant([] {}).IsNull();
 #endif
     return result;
 }

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -916,6 +917,85 @@ TEST(CStringTConversion, ConvertsOneCharacterAsText)
     EXPECT_EQ(CStringW(narrow), L"\u00E4");
     narrow += L'\u00F6';
     EXPECT_EQ(CStringW(narrow), L"\u00E4\u00F6");
+}
+
+TEST(CStringTOrder, OfWideTextIsThatOfItsUtf16Units)
+{
+    CStringW const smaller(L"same \U0001F600");
+    CStringW const larger(L"same \uFF21");
+
+    EXPECT_EQ(smaller.Compare(larger), -1);
+    EXPECT_EQ(larger.Compare(smaller), 1);
+    EXPECT_EQ(smaller.Compare(L"same \uFF21"), -1);
+    EXPECT_EQ(larger.Compare(L"same \U0001F600"), 1);
+    EXPECT_EQ(smaller.CompareNoCase(larger), -1);
+    EXPECT_EQ(larger.CompareNoCase(L"SAME \U0001F600"), 1);
+    EXPECT_TRUE(smaller < larger);
+    EXPECT_FALSE(larger < smaller);
+    EXPECT_TRUE(larger > L"same \U0001F600");
+    EXPECT_TRUE(L"same \uFF21" > smaller);
+}
+
+TEST(CStringTOrder, OfWideTextIsTheSameOnBothSidesOfTheSurrogates)
+{
+    // In this order, each below all that follow it.
+    std::vector<CStringW> const ordered = {L"",           L"a",          L"a\U0001F600", L"a\uFF21",     L"\uD7FF",
+                                           L"\U00010000", L"\U00010001", L"\U0001F600",  L"\U0001F600a", L"\U0001F601",
+                                           L"\U0010FFFF", L"\uE000",     L"\uFF21",      L"\uFFFD"};
+    for (std::size_t left = 0; left < ordered.size(); ++left)
+    {
+        for (std::size_t right = 0; right < ordered.size(); ++right)
+        {
+            EXPECT_EQ(ordered[left] < ordered[right], left < right) << left << ' ' << right;
+            EXPECT_EQ(ordered[left] == ordered[right], left == right) << left << ' ' << right;
+        }
+    }
+}
+
+TEST(CStringTOrder, LooksBehindLoneSurrogates)
+{
+    wchar_t const half[] = {0xD83D, 0};
+    wchar_t const halfAndLetter[] = {0xD83D, L'z', 0};
+    wchar_t const halfAndMore[] = {0xD83D, 0xE000, 0};
+    wchar_t const lowHalf[] = {0xDC00, 0};
+    CStringW const whole(L"\U0001F600");
+
+    EXPECT_TRUE(CStringW(half) < whole);
+    EXPECT_TRUE(CStringW(halfAndLetter) < whole);
+    EXPECT_TRUE(CStringW(halfAndMore) > whole);
+    EXPECT_TRUE(CStringW(lowHalf) > whole);
+    EXPECT_TRUE(CStringW(lowHalf) < CStringW(L"\uE000"));
+}
+
+TEST(CStringTOrder, OfEqualTextsIsNone)
+{
+    // A pair of surrogates is one text on every target, but where wchar_t has 32 bits it is not the same characters.
+    wchar_t const pair[] = {0xD83D, 0xDE00, 0};
+    CStringW const units(pair);
+    CStringW const whole(L"\U0001F600");
+
+    EXPECT_EQ(units < whole || whole < units, units != whole);
+    EXPECT_FALSE(units < whole && whole < units);
+    EXPECT_FALSE(units < units);
+}
+
+TEST(CStringTOrder, FindsTheDifferenceAnywhereInALongText)
+{
+    for (int position = 0; position < 40; ++position)
+    {
+        CStringW smaller(L'm', 40);
+        CStringW larger(L'm', 40);
+        larger.SetAt(position, L'n');
+        if (position > 0)
+        {
+            smaller.SetAt(position - 1, L'\uFF21');
+            larger.SetAt(position - 1, L'\uFF21');
+        }
+        EXPECT_EQ(smaller.Compare(larger), -1) << position;
+        EXPECT_EQ(larger.Compare(smaller), 1) << position;
+        EXPECT_EQ(smaller.Left(position).Compare(smaller), -1) << position;
+        EXPECT_EQ(smaller.Compare(smaller.Left(position)), 1) << position;
+    }
 }
 
 TEST(CStringTTrim, TakesUnicodeWhiteSpaceFromWideText)

@@ -23,7 +23,8 @@ concept PointsTo = std::convertible_to<U*, T*>;
 /// The count stands in the object (T implements IReferenceCounted), so a plain pointer to an object that is owned already
 /// may be made an owner at any time. One pointer wide. T may be incomplete where the pointer is only declared.
 /// Assigning another object releases the old one first and then takes the new one: what only the old object keeps alive
-/// must be moved or copied out before it is assigned. Assigning the object that is held does nothing.
+/// must be moved or copied out before it is assigned. Assigning the object that is held does nothing. What the old object's
+/// end puts into the pointer is released too: the pointer has the object that was assigned.
 /// Moves change no count: they cost no atomic operation but for the release of what the target held.
 /// Raises: nothing; it disposes of objects, whose destructors and deleters must not raise.
 /// Threads: owners of one object may be used by different threads at once; one CbSmartPointer by one thread at a time.
@@ -62,7 +63,10 @@ public:
 
     ~CbSmartPointer()
     {
-        release();
+        if (release())
+        {
+            drop(m_pointer);
+        }
     }
 
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign() does nothing for what is held already.
@@ -124,7 +128,7 @@ public:
         return m_pointer != nullptr;
     }
 
-    /// Releases. This is empty before the object goes: its destructor finds nothing here.
+    /// Releases. This is empty before the object goes: its destructor finds nothing here; what it puts here stays.
     void Reset() noexcept
     {
         release();
@@ -160,11 +164,12 @@ private:
         }
     }
 
-    void release() noexcept
+    // Whether the object is gone. Its end may have put another one here, or have ended this: only who goes on living looks.
+    bool release() noexcept
     {
         if (m_pointer == nullptr)
         {
-            return;
+            return false;
         }
         T* const object = m_pointer;
         Counter const& counter = Counter::of(*object);
@@ -172,24 +177,44 @@ private:
         if (counter.decrement())
         {
             counter.dispose(object);
+            return true;
         }
+        return false;
+    }
+
+    // Releases an object whose reference no pointer has any more.
+    static void drop(T* object) noexcept
+    {
+        if (object != nullptr) [[unlikely]]
+        {
+            dropOwned(object);
+        }
+    }
+
+    // Hardly ever called, so it does not stand in its callers.
+    [[gnu::noinline]] static void dropOwned(T* object) noexcept
+    {
+        CbSmartPointer owner;
+        owner.m_pointer = object;
     }
 
     void assign(T* object) noexcept
     {
         if (m_pointer != object)
         {
-            release();
+            T* const meanwhile = release() ? m_pointer : nullptr;
             m_pointer = object;
             take();
+            drop(meanwhile);
         }
     }
 
     // Expects a reference that comes with the object.
     void adopt(T* object) noexcept
     {
-        release();
+        T* const meanwhile = release() ? m_pointer : nullptr;
         m_pointer = object;
+        drop(meanwhile);
     }
 
     T* m_pointer = nullptr;

@@ -18,6 +18,7 @@ struct SSpelling
 
 constexpr SSpelling c_Spellings[] = {
     {"(anonymous namespace)", "`anonymous namespace'"},
+    {"std::__cxx11::", "std::"}, // a version of the standard library, no part of the name
     {"unsigned long long", "unsigned __int64"},
     {"long long", "__int64"},
 };

@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <typeinfo>
 
+#include "mfc/cstringt.h"
 #include "orvane/export.h"
 
 namespace detail
@@ -74,6 +75,30 @@ struct STypeText<TTemplate<TArguments...>>
     {
         std::string const name = withoutArguments(readableTypeName<TTemplate<TArguments...>>());
         return templateText(classText(name), {STypeText<TArguments>::Get()...});
+    }
+};
+
+/// A structure under a name that does not say so.
+template <class C>
+struct STypeText<std::char_traits<C>>
+{
+    static std::string Get()
+    {
+        return templateText("struct std::char_traits", {STypeText<C>::Get()});
+    }
+};
+
+/// The text classes under the names that log readers know, which are another string class's.
+template <class C>
+struct STypeText<CStringT<C>>
+{
+    static std::string Get()
+    {
+        std::string const character = STypeText<C>::Get();
+        return templateText(
+            "class ATL::CStringT",
+            {character,
+             templateText("class StrTraitMFC_DLL", {character, templateText("class ATL::ChTraitsCRT", {character})})});
     }
 };
 

@@ -200,30 +200,33 @@ void CbVariant::copyFrom(CbVariant const& other)
 
 void CbVariant::free() noexcept
 {
-    EVariantType const type = m_type;
-    UCell const cell = m_cell;
-    m_type = eNull;
-    m_cell.bits = 0;
-    switch (type)
+    do
     {
-    case eStringA:
-        freeText(cell.textA);
-        return;
-    case eStringW:
-        freeText(cell.textW);
-        return;
-    case eByteArray:
-        delete cell.bytes;
-        return;
-    case eDateTime:
-        delete cell.date;
-        return;
-    case eObject:
-        delete cell.object;
-        return;
-    default:
-        return;
-    }
+        EVariantType const type = m_type;
+        UCell const cell = m_cell;
+        m_type = eNull;
+        m_cell.bits = 0;
+        switch (type)
+        {
+        case eStringA:
+            freeText(cell.textA);
+            return;
+        case eStringW:
+            freeText(cell.textW);
+            return;
+        case eByteArray:
+            delete cell.bytes;
+            return;
+        case eDateTime:
+            delete cell.date;
+            return;
+        case eObject:
+            delete cell.object; // may write into the variant
+            break;
+        default:
+            return;
+        }
+    } while (!isPlain(m_type));
 }
 
 void CbVariant::end() noexcept
@@ -236,11 +239,14 @@ void CbVariant::end() noexcept
     free();
 }
 
-// The new value may come from the old one's inside, so it is complete by now; the old one goes last.
+// The new value may come from the old one's inside, so it is complete by now.
 template <class T>
 CbVariant& CbVariant::own(EVariantType type, T* UCell::*place, T* value) noexcept
 {
-    CbVariant old(std::move(*this));
+    if (!isPlain(m_type))
+    {
+        free();
+    }
     m_type = type;
     m_cell.*place = value;
     return *this;

@@ -23,6 +23,7 @@
 
 class CbStreamReadBinary;
 class CbStreamWriteBinary;
+class CbVariant;
 
 namespace detail
 {
@@ -89,6 +90,19 @@ template <class T>
 concept OtherCharacter =
     std::same_as<T, wchar_t> || std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t>;
 
+// Lambdas without captures turn into pointers to functions, and these into truth values.
+template <class T>
+concept BecomesAPointer =
+    std::is_class_v<T> && !std::derived_from<T, CbVariant> && !std::derived_from<T, IObject> && requires(T const& value)
+{
+    requires std::is_pointer_v<decltype(+value)>;
+    requires !VariantValue<decltype(+value)>;
+};
+
+/// Would be a truth value: a pointer to a member, and what turns into a pointer that is no text.
+template <class T>
+concept OtherPointer = std::is_member_pointer_v<T> || BecomesAPointer<T>;
+
 template <class T>
 concept NoCharacter = !std::same_as<std::remove_cv_t<T>, char> && !std::same_as<std::remove_cv_t<T>, wchar_t>;
 } // namespace detail
@@ -100,8 +114,9 @@ concept NoCharacter = !std::same_as<std::remove_cv_t<T>, char> && !std::same_as<
 /// The kind stands first, a cell of 8 bytes behind it. Numbers live in the cell; texts, bytes, date-times and objects in
 /// a heap object that the variant alone owns.
 /// `long` and `unsigned long` are kept as `int` and `unsigned int` on every target. Wide characters and pointers that are
-/// no text are refused by the compiler: they would become numbers and truth values.
-/// A new value is made before the old one is freed, so that a variant may be given a part of what it holds.
+/// no text, to members and functions too, are refused by the compiler: they would become numbers and truth values.
+/// A new value is made before the old one is freed, so that a variant may be given a part of what it holds. A held object's
+/// destructor finds the variant empty; what it writes there is freed too, and the variant has what the operation gives it.
 /// Raises: CbExceptionConversion from the file "cbvariant" as said at the operations; std::bad_alloc where memory ends,
 /// with the variant unchanged.
 /// Threads: a plain value. Share it for reading, guard it for writing.
@@ -289,6 +304,9 @@ public:
     template <detail::NoCharacter T>
     explicit CbVariant(T*) = delete;
 
+    template <detail::OtherPointer T>
+    explicit CbVariant(T const&) = delete;
+
     ~CbVariant()
     {
         if (!isPlain(m_type))
@@ -309,7 +327,7 @@ public:
         return m_type == eNull;
     }
 
-    /// Frees the value. The variant is empty already when a held object's destructor runs.
+    /// Frees the value, and leaves nothing.
     void SetNull() noexcept
     {
         if (!isPlain(m_type))
@@ -364,7 +382,13 @@ public:
         if (this != &other)
         {
             CbVariant taken(std::move(other));
-            Swap(taken);
+            if (!isPlain(m_type))
+            {
+                free(); // may end `other`
+            }
+            m_type = taken.m_type;
+            m_cell = taken.m_cell;
+            taken.m_type = eNull;
         }
         return *this;
     }
@@ -481,6 +505,9 @@ public:
 
     template <detail::NoCharacter T>
     CbVariant& operator=(T*) = delete;
+
+    template <detail::OtherPointer T>
+    CbVariant& operator=(T const&) = delete;
 
     // ---- typed access
     //
@@ -646,7 +673,8 @@ public:
     /// Becomes a value of the kind `target` and returns the variant; one that has the kind already is not touched.
     ///
     /// Numbers are cast without range checks: 300 becomes 44 as eUInt8. Floating-point numbers are rounded first, halves
-    /// upwards; NaN, and what a signed 64-bit number does not hold, count as -2^63. Text is read as scanf's "%i" reads
+    /// upwards; NaN, and what a signed 64-bit number does not hold, count as -2^63; but eUInt64 takes 2^63 and more as it is,
+    /// and 2^64 and more as 0. Text is read as scanf's "%i" reads
     /// signed numbers and "%u" unsigned ones, trailing characters ignored, and as strtod reads floating-point numbers,
     /// which must be the whole text. Blank text is the integer 0; a number beyond 64 bits is the nearest that fits.
     /// Every integer becomes text by "%d", of its low 32 bits; floating-point numbers by "%f". Radix marks are those of
@@ -737,7 +765,7 @@ public:
     /// The order of two variants of the same kind. The kind of `right` alone decides and that of the left side is not
     /// looked at: its cell is read as if it were of that kind, so that with another kind there the answer means nothing
     /// and, where `right` holds a text or a date-time, memory is read that is none. Nothing is before nothing; text goes
-    /// by the values of the characters.
+    /// by the values of the characters, wide text by its UTF-16 units.
     /// Raises: CbExceptionConversion from "CbVariant::operator <" and "CbVariant::operator >" where `right` holds bytes,
     /// an object, or what does not exist.
     bool operator<(CbVariant const& right) const;
@@ -766,8 +794,8 @@ public:
 
     /// The value as JSON text in UTF-8, for logs and tools; it does not tell the kind. Null is null, numbers are numbers
     /// in their shortest form, but NaN and infinities the strings "NaN", "Infinity" and "-Infinity"; text and char are
-    /// strings; bytes a string of hexadecimal digits; a date-time "2024-05-06T07:08:09.123Z", which CbDateTime::TryParse
-    /// reads; an object {"class":"CbInt32"}, and null where it is missing.
+    /// strings; bytes a string of hexadecimal digits; a date-time "2024-05-06T07:08:09.123Z", its fields as they
+    /// are: CbDateTime::TryParse reads those of a date of the years 1601 to 9999; an object {"class":"CbInt32"}, and null where it is missing.
     /// Raises: CbExceptionConversion from "CbVariant::ToJson" for a kind that does not exist.
     std::string ToJson() const;
 
@@ -847,7 +875,7 @@ private:
         }
     }
 
-    // Empties the variant and frees what it owned.
+    // Frees what the variant owns, and what a destructor puts there meanwhile; leaves a value that owns nothing.
     void free() noexcept;
 
     // The same at the end of the variant's life.

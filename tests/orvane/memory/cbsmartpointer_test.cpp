@@ -1,5 +1,6 @@
 #include "orvane/memory/cbsmartpointer.h"
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -446,6 +447,64 @@ public:
 SHolder::SHolder() = default;
 SHolder::~SHolder() = default;
 } // namespace
+
+TEST(CbSmartPointer, ReleasesWhatTheOldObjectsEndPutThere)
+{
+    Events events;
+    {
+        CbSmartPointer<CCounted> pointer = MakeCounted<CCounted>("old", events);
+        pointer->atEnd = [&] { pointer = MakeCounted<CCounted>("meanwhile", events); };
+        CbSmartPointer<CCounted> const assigned = MakeCounted<CCounted>("assigned", events);
+
+        pointer = assigned;
+
+        EXPECT_EQ(pointer, assigned);
+        EXPECT_EQ(assigned->GetCount(), 2u);
+        EXPECT_EQ(std::count(events.begin(), events.end(), "meanwhile: end"), 1);
+    }
+    EXPECT_EQ(std::count(events.begin(), events.end(), "assigned: end"), 1);
+}
+
+TEST(CbSmartPointer, ReleasesWhatTheOldObjectsEndPutThereWhenAnotherIsMovedIn)
+{
+    Events events;
+    {
+        CbSmartPointer<CCounted> pointer = MakeCounted<CCounted>("old", events);
+        pointer->atEnd = [&] { pointer = MakeCounted<CCounted>("meanwhile", events); };
+        CbSmartPointer<CCounted> moved = MakeCounted<CCounted>("moved", events);
+
+        pointer = std::move(moved);
+
+        EXPECT_EQ(pointer->GetCount(), 1u);
+        EXPECT_EQ(std::count(events.begin(), events.end(), "meanwhile: end"), 1);
+        EXPECT_EQ(std::count(events.begin(), events.end(), "moved: end"), 0);
+    }
+    EXPECT_EQ(std::count(events.begin(), events.end(), "moved: end"), 1);
+}
+
+TEST(CbSmartPointer, ReleasesWhatItsObjectsEndPutThereWhenItEndsItself)
+{
+    Events events;
+    {
+        CbSmartPointer<CCounted> pointer = MakeCounted<CCounted>("old", events);
+        pointer->atEnd = [&] { pointer = MakeCounted<CCounted>("meanwhile", events); };
+    }
+    EXPECT_EQ(std::count(events.begin(), events.end(), "meanwhile: end"), 1);
+}
+
+TEST(CbSmartPointer, KeepsWhatItsObjectsEndPutThereWhenItIsReset)
+{
+    Events events;
+    CbSmartPointer<CCounted> pointer = MakeCounted<CCounted>("old", events);
+    pointer->atEnd = [&] { pointer = MakeCounted<CCounted>("meanwhile", events); };
+
+    pointer.Reset();
+
+    ASSERT_TRUE(pointer);
+    EXPECT_EQ(pointer->GetCount(), 1u);
+    EXPECT_EQ(std::count(events.begin(), events.end(), "old: end"), 1);
+    EXPECT_EQ(std::count(events.begin(), events.end(), "meanwhile: end"), 0);
+}
 
 TEST(CbSmartPointer, MayBeAMemberWhereItsClassIsOnlyDeclared)
 {

@@ -117,6 +117,27 @@ TEST(TypeText, KeepsTwoClosingBracketsApart)
               "class TypeTextTest::CPair<int,class TypeTextTest::CPair<int,class `anonymous namespace'::CHidden *> >");
 }
 
+TEST(TypeText, NamesStandardTextWithoutTheLibrarysVersion)
+{
+    EXPECT_EQ(detail::typeText<std::string>(),
+              "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> >");
+    EXPECT_EQ(detail::typeText<std::wstring>(),
+              "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> >");
+}
+
+TEST(TypeText, NamesCharacterTraitsAsTheStructureThatTheyAre)
+{
+    EXPECT_EQ(detail::typeText<std::char_traits<wchar_t>>(), "struct std::char_traits<wchar_t>");
+}
+
+TEST(TypeText, NamesTheTextClassesAsTypedAccessDoes)
+{
+    EXPECT_EQ(detail::typeText<CStringA>(),
+              "class ATL::CStringT<char,class StrTraitMFC_DLL<char,class ATL::ChTraitsCRT<char> > >");
+    EXPECT_EQ(detail::typeText<CStringW*>(),
+              "class ATL::CStringT<wchar_t,class StrTraitMFC_DLL<wchar_t,class ATL::ChTraitsCRT<wchar_t> > > *");
+}
+
 TEST(TypeText, OfATemplateWithoutItsArgumentsKeepsThoseOfTheOuterOne)
 {
     EXPECT_EQ(detail::withoutArguments("COuter<int>::CInner<CPair<int, long> >"), "COuter<int>::CInner");

@@ -65,8 +65,41 @@ class CVariantNamesake : public IObject
 CbRTTI const c_FoundNamesake(L"CVariantNamesake", nullptr, nullptr);
 CB_IMPLEMENT_CLASS(CVariantNamesake);
 
+/// Writes into a variant when it goes: a text that is too long to lie in the string object.
+class CVariantWriter : public IObject
+{
+    CB_DECLARE_CLASS(CVariantWriter);
+
+public:
+    CVariantWriter() = default;
+    CVariantWriter(CVariantWriter const&) = default;
+    CVariantWriter& operator=(CVariantWriter const&) = delete;
+
+    ~CVariantWriter() override
+    {
+        if (m_watched != nullptr)
+        {
+            *m_watched = "a last word that is too long to lie in the string object";
+            ++s_written;
+        }
+    }
+
+    CbVariant* m_watched = nullptr;
+
+    static inline int s_written = 0;
+};
+
 CB_IMPLEMENT_CLASS(CVariantBrittle);
 CB_IMPLEMENT_CLASS(CVariantHolder);
+CB_IMPLEMENT_CLASS(CVariantWriter);
+
+// Lets the variant hold an object that writes into it when it goes.
+void holdAWriter(CbVariant& variant)
+{
+    variant = CVariantWriter();
+    dynamic_cast<CVariantWriter&>(static_cast<IObject&>(variant)).m_watched = &variant;
+    CVariantWriter::s_written = 0;
+}
 
 class CVariantTest : public testing::Test
 {
@@ -554,6 +587,53 @@ TEST_F(CbVariantSelf, IsEmptyAlreadyWhenItsObjectGoes)
     variant.SetNull();
 
     EXPECT_TRUE(CVariantHolder::s_wasNullMeanwhile);
+}
+
+TEST_F(CbVariantSelf, IsEmptyAfterSetNullWhateverItsObjectWroteAtItsEnd)
+{
+    CbVariant variant;
+    holdAWriter(variant);
+
+    variant.SetNull();
+
+    EXPECT_TRUE(variant.IsNull());
+    EXPECT_EQ(CVariantWriter::s_written, 1);
+}
+
+TEST_F(CbVariantSelf, HoldsWhatWasAssignedWhateverItsObjectWroteAtItsEnd)
+{
+    CbVariant variant;
+    holdAWriter(variant);
+    EXPECT_EQ((variant = 5), 5);
+    holdAWriter(variant);
+    EXPECT_EQ((variant = 1.5), 1.5);
+    holdAWriter(variant);
+    EXPECT_EQ((variant = "new"), "new");
+    holdAWriter(variant);
+    EXPECT_EQ((variant = L"new"), L"new");
+    holdAWriter(variant);
+    EXPECT_EQ((variant = bytesFrom({1, 2})), bytesFrom({1, 2}));
+    holdAWriter(variant);
+    EXPECT_EQ((variant = CbDateTime(2024, 1, 2, 3, 4, 5, 6)), CbDateTime(2024, 1, 2, 3, 4, 5, 6));
+    holdAWriter(variant);
+    EXPECT_EQ((variant = CVariantThing(3)).GetType(), CbVariant::eObject);
+    holdAWriter(variant);
+    EXPECT_EQ((variant = CbVariant("copied")), "copied");
+    holdAWriter(variant);
+    CbVariant const source("from another one");
+    EXPECT_EQ((variant = source), "from another one");
+    holdAWriter(variant);
+    EXPECT_TRUE((variant = nullptr).IsNull());
+    EXPECT_EQ(CVariantWriter::s_written, 1);
+}
+
+TEST_F(CbVariantSelf, FreesWhatItsObjectWroteWhenBothEnd)
+{
+    {
+        CbVariant variant;
+        holdAWriter(variant);
+    }
+    EXPECT_EQ(CVariantWriter::s_written, 1); // a leak is the sanitizer's to see
 }
 
 // ---- objects

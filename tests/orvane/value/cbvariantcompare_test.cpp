@@ -52,6 +52,7 @@ std::vector<SPair> orderedPairs()
         {CbVariant(static_cast<char>(-1)), CbVariant('a')},
         {CbVariant(L"B"), CbVariant(L"a")},
         {CbVariant(L"a"), CbVariant(L"ab")},
+        {CbVariant(L"\U0001F600"), CbVariant(L"\uFF21")}, // as UTF-16 the first begins with 0xD83D
         {CbVariant(dateOf(2023, 0)), CbVariant(dateOf(2024, 0))},
         {CbVariant(static_cast<signed char>(-1)), CbVariant(static_cast<signed char>(1))},
         {CbVariant(static_cast<unsigned char>(1)), CbVariant(static_cast<unsigned char>(255))},

@@ -19,6 +19,17 @@ enum class EScoped
     eOne
 };
 
+struct SMember
+{
+};
+
+// What turns into a pointer without being asked to.
+template <class T>
+struct CPointerLike
+{
+    operator T*() const;
+};
+
 template <class T>
 concept MakesAVariant = requires(T value)
 {
@@ -71,6 +82,11 @@ static_assert(IsTakenAll<EPlain>, "as the int that it is");
 // What is no value: pointers would be truth values, wide characters numbers.
 static_assert(IsTakenNowhere<void*> && IsTakenNowhere<int*> && IsTakenNowhere<CVariantThing*>);
 static_assert(IsTakenNowhere<unsigned char const*> && IsTakenNowhere<char8_t const*> && IsTakenNowhere<char16_t*>);
+static_assert(IsTakenNowhere<int SMember::*> && IsTakenNowhere<void (SMember::*)()> && IsTakenNowhere<void (*)()>);
+static_assert(IsTakenNowhere<decltype([] {})> && IsTakenNowhere<decltype([](int) { return 1; })>);
+static_assert(IsTakenNowhere<CPointerLike<void>> && IsTakenNowhere<CPointerLike<int>>);
+static_assert(IsTakenAll<CPointerLike<char const>> && IsTakenAll<CPointerLike<wchar_t const>>,
+              "as the text that it is");
 static_assert(IsTakenNowhere<wchar_t> && IsTakenNowhere<char8_t> && IsTakenNowhere<char16_t> &&
               IsTakenNowhere<char32_t>);
 static_assert(IsTakenNowhere<EScoped> && IsTakenNowhere<long double> && IsTakenNowhere<CbArray<int>>);

@@ -256,6 +256,46 @@ TEST(CbString, IsUsedWhereATextIsExpected)
     EXPECT_STREQ(text->GetString(), L"two");
 }
 
+TEST(CbString, ComparesAsItsText)
+{
+    CbString const two(L"two");
+    CbString one(L"one");
+    CbString const again(L"two");
+
+    EXPECT_TRUE(two == again);
+    EXPECT_TRUE(two != one);
+    EXPECT_TRUE(one < two);
+    EXPECT_TRUE(two >= again);
+    EXPECT_TRUE(two == L"two");
+    EXPECT_TRUE(L"two" == two);
+    EXPECT_TRUE(one != L"two");
+    EXPECT_TRUE(one < L"two");
+    EXPECT_TRUE(L"two" > one);
+    EXPECT_TRUE(two == CStringW(L"two"));
+    EXPECT_TRUE(CStringW(L"two") == two);
+    EXPECT_TRUE(one < CStringW(L"two"));
+    EXPECT_FALSE(CStringW(L"two") < one);
+}
+
+TEST(CbString, IsAddedToTextAndTakesMoreOfIt)
+{
+    CbString const two(L"two");
+    CbString text(L"one");
+
+    text += L", ";
+    text += two;
+    text += L'!';
+    text += CStringW(L"?");
+
+    EXPECT_TRUE(text == L"one, two!?");
+    EXPECT_EQ(two + two, L"twotwo");
+    EXPECT_EQ(two + L"x", L"twox");
+    EXPECT_EQ(L"x" + two, L"xtwo");
+    EXPECT_EQ(two + L'x', L"twox");
+    EXPECT_EQ(L'x' + two, L"xtwo");
+    EXPECT_EQ(text + two, L"one, two!?two");
+}
+
 // ---- count
 
 TYPED_TEST(Wrapper, StartsWithoutOwners)
