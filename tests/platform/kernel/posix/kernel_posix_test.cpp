@@ -1,6 +1,7 @@
 // What only the layer of our own promises: where Wine departs from Windows, and what it can be asked beyond Windows.
 
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -135,6 +136,35 @@ TEST(ObjectCount, IsUnchangedAfterManyUses)
     EXPECT_EQ(PlatformTest::GetHandleCount(), handles);
     EXPECT_EQ(PlatformTest::GetObjectCount(), objects);
     EXPECT_EQ(countDescriptors(), descriptors);
+}
+
+TEST(TerminateThread, OfAThreadThatTheLayerNeverSawLeavesItsHandleGood)
+{
+    std::atomic<pid_t> id = 0;
+    std::thread(
+        [&id]
+        {
+            id = gettid();
+            for (;;)
+            {
+                pause();
+            }
+        })
+        .detach();
+    ASSERT_TRUE(becomes([&] { return id != 0; }));
+    const unsigned int before = PlatformTest::GetObjectCount();
+    CHandle opened(OpenThread(1, FALSE, static_cast<DWORD>(id)));
+    ASSERT_NE(static_cast<HANDLE>(opened), nullptr);
+
+    EXPECT_TRUE(TerminateThread(opened, 7));
+    DWORD code = c_Untouched;
+    EXPECT_TRUE(GetExitCodeThread(opened, &code));
+    EXPECT_EQ(code, 7u);
+    EXPECT_EQ(look(opened), WAIT_OBJECT_0);
+    const CHandle event = makeEvent(eManual);
+    opened.Close();
+    EXPECT_TRUE(SetEvent(event)) << "closing the thread's handle ended another object";
+    EXPECT_EQ(PlatformTest::GetObjectCount(), before + 1);
 }
 
 TEST(ReleaseSemaphore, FailsWith87ForACountBelowOne)
