@@ -680,7 +680,11 @@ BOOL CloseHandle(HANDLE handle) noexcept
     {
         return fail(ERROR_INVALID_HANDLE);
     }
-    releaseReference(*ref.object);
+    Locked held(ref);
+    if (held.isHeld())
+    {
+        releaseReference(held);
+    }
     return TRUE;
 }
 

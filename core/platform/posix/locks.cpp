@@ -26,19 +26,38 @@ constexpr std::uint32_t c_Patient = 1;
 constexpr std::uint32_t c_Starving = 2;
 constexpr std::uint32_t c_Reader = 4;
 
-// Sleeps while the word holds `expected`; may return at any time. Interrupted waits are the caller's loop to repeat.
-void sleepOn(void const* word, std::uint32_t expected, std::uint32_t kind) noexcept
+// No sleep is for ever: the thread that a wake was for may have been suspended or ended before it came to the lock, and the
+// others look again by themselves after that long.
+constexpr __int64 c_LookAgainNs = 100'000'000;
+
+timespec steadyTimeIn(__int64 nanoseconds) noexcept
 {
-    syscall(SYS_futex, word, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, expected, nullptr, nullptr, kind);
+    constexpr __int64 c_Second = 1'000'000'000;
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    const __int64 sum = time.tv_nsec + nanoseconds;
+    time.tv_sec += static_cast<time_t>(sum / c_Second);
+    time.tv_nsec = static_cast<long>(sum % c_Second);
+    return time;
 }
 
-// The word is an address and no more: the lock may be gone by now.
-void wake(void const* word, int count, std::uint32_t kinds) noexcept
+// Sleeps while the word holds `expected`, at most that long; may return at any time. Interrupted waits are the caller's
+// loop to repeat. False once the time is over.
+bool sleepOn(void const* word, std::uint32_t expected, std::uint32_t kind, __int64 nanoseconds) noexcept
+{
+    const timespec end = steadyTimeIn(nanoseconds);
+    const long result = syscall(SYS_futex, word, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, expected, &end, nullptr, kind);
+    return result == 0 || errno != ETIMEDOUT;
+}
+
+// Whether the wake reached anybody. The word is an address and no more: the lock may be gone by now.
+bool wake(void const* word, int count, std::uint32_t kinds) noexcept
 {
     // A wake changes errno where the memory is gone.
     const int callersErrno = errno;
-    syscall(SYS_futex, word, FUTEX_WAKE_BITSET | FUTEX_PRIVATE_FLAG, count, nullptr, nullptr, kinds);
+    const long woken = syscall(SYS_futex, word, FUTEX_WAKE_BITSET | FUTEX_PRIVATE_FLAG, count, nullptr, nullptr, kinds);
     errno = callersErrno;
+    return woken > 0;
 }
 
 // How many looks at a lock are worth their time before the calling thread sleeps. Grows while looking pays, shrinks to
@@ -91,6 +110,8 @@ bool spin(F const& tryTake) noexcept
     return false;
 }
 
+constexpr __int64 c_PatienceNs = 1'000'000;
+
 // A wait that takes too long, from the first sleep on.
 class CHunger
 {
@@ -124,8 +145,6 @@ public:
     }
 
 private:
-    static constexpr __int64 c_PatienceNs = 1'000'000;
-
     __int64 m_begin = 0;
     bool m_isStarving = false;
 };
@@ -150,11 +169,18 @@ private:
     const int m_errno;
 };
 
+// One that starves, where some do; another one where none of them sleeps. Whether there was one.
+bool wakeOne(void const* word, bool isSomeoneStarving) noexcept
+{
+    return (isSomeoneStarving && wake(word, 1, c_Starving)) || wake(word, 1, c_Starving | c_Patient);
+}
+
 // ---- critical sections
 //
 // LockCount: 0 is free. A leave makes a section free that nobody starves for, and wakes one sleeper; whoever comes first
-// takes it, and a sleeper that takes it notes that there may be more of them. With c_SomeoneStarves only a starving
-// thread takes a free section, and that ends the state.
+// takes it, and a sleeper that takes it notes that there may be more of them. With c_SomeoneStarves a starving thread has
+// precedence, and its turn ends the state. It may have been suspended or ended meanwhile: a section that is still free
+// after the others' patience goes to one of them, and ends the state too.
 
 constexpr LONG c_Held = 1;
 constexpr LONG c_HasSleepers = 2;
@@ -210,10 +236,11 @@ bool tryTake(std::atomic_ref<LONG> state) noexcept
     CHunger hunger;
     LONG seen = 0;
     LONG taken = c_Held;
+    bool isLeftOver = false; // it stayed free although somebody had precedence
     const auto tryTurn = [&]
     {
         seen = state.load(std::memory_order_relaxed);
-        while ((seen & c_Held) == 0 && ((seen & c_SomeoneStarves) == 0 || hunger.IsStarving()))
+        while ((seen & c_Held) == 0 && ((seen & c_SomeoneStarves) == 0 || hunger.IsStarving() || isLeftOver))
         {
             if (state.compare_exchange_weak(seen, taken | (seen & c_HasSleepers), std::memory_order_acquire,
                                             std::memory_order_relaxed))
@@ -226,14 +253,16 @@ bool tryTake(std::atomic_ref<LONG> state) noexcept
     while (!tryTurn() && !spin(tryTurn))
     {
         const LONG wanted = seen | c_HasSleepers | (hunger.Grow() ? c_SomeoneStarves : 0);
-        if ((seen & c_Held) == 0 && hunger.IsStarving())
+        const bool isFree = (seen & c_Held) == 0;
+        if (isFree && hunger.IsStarving())
         {
             continue;
         }
         if (seen == wanted ||
             state.compare_exchange_strong(seen, wanted, std::memory_order_relaxed, std::memory_order_relaxed))
         {
-            sleepOn(&section->LockCount, static_cast<std::uint32_t>(wanted), hunger.GetKind());
+            isLeftOver = !sleepOn(&section->LockCount, static_cast<std::uint32_t>(wanted), hunger.GetKind(),
+                                  isFree ? c_PatienceNs : c_LookAgainNs);
             taken = c_Held | c_HasSleepers;
         }
     }
@@ -250,7 +279,7 @@ bool tryTake(std::atomic_ref<LONG> state) noexcept
     // From here on the section belongs to others, who may delete it.
     if ((seen & c_HasSleepers) != 0)
     {
-        wake(&section->LockCount, 1, left != 0 ? c_Starving : c_Starving | c_Patient);
+        wakeOne(&section->LockCount, left != 0);
     }
 }
 
@@ -336,10 +365,16 @@ BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept
         enterAgain(section);
         return TRUE;
     }
-    if (!tryTake(stateOf(section)))
+    // A free section is taken whoever has precedence: who has it may be suspended, and keeps it for the next turn.
+    const auto state = stateOf(section);
+    LONG seen = state.load(std::memory_order_relaxed);
+    do
     {
-        return FALSE;
-    }
+        if ((seen & c_Held) != 0)
+        {
+            return FALSE;
+        }
+    } while (!state.compare_exchange_weak(seen, seen | c_Held, std::memory_order_acquire, std::memory_order_relaxed));
     becomeOwner(section, self);
     return TRUE;
 }
@@ -358,10 +393,13 @@ void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
 //
 // The word counts exactly: readers inside, readers that wait, writers that wait.
 // - A reader that arrives waits where a writer is inside or waits.
-// - A writer that lets go makes all readers that wait readers inside, by one step that also turns the phase; they find
-//   the phase turned, which cannot happen twice before they themselves let go. Then readers go before writers.
+// - A writer that lets go with readers waiting wakes them all, counts them out, turns the phase, and leaves the lock to
+//   readers: the first of them that comes in ends that. Who finds the phase turned goes before writers that wait.
 // - The last reader that lets go wakes a writer; no new reader comes in meanwhile, but another writer may. A writer that
 //   starves ends that: a free lock is then taken by starving writers only.
+// Who waits may be suspended or ended, and counts on. So precedence is bounded: a thread that has slept for
+// c_LookAgainNs and finds the lock free takes it whoever has precedence, and has the counts begin anew: it turns the
+// epoch, and those that still wait count themselves again.
 // Sleepers compare the low half of the word, which holds all that decides whether they go on.
 
 namespace
@@ -369,23 +407,28 @@ namespace
 using Word = std::uintptr_t;
 
 constexpr Word c_Writer = 1;        // one is inside
-constexpr Word c_Phase = 2;         // turned by each hand-over to readers
+constexpr Word c_Phase = 2;         // turned by each writer that lets go for readers
 constexpr Word c_WriterStarves = 4; // one that waits does
+constexpr Word c_ReadersTurn = 8;   // a free lock is for readers
 constexpr unsigned int c_CountBits = 20;
-constexpr Word c_CountMask = (Word{1} << c_CountBits) - 1;
+constexpr unsigned int c_EpochBits = 8;
+constexpr unsigned int c_WaitingBits = 16;
 constexpr unsigned int c_ReadersShift = 4;
-constexpr unsigned int c_WaitingReadersShift = c_ReadersShift + c_CountBits;
-constexpr unsigned int c_WaitingWritersShift = c_WaitingReadersShift + c_CountBits;
+constexpr unsigned int c_EpochShift = c_ReadersShift + c_CountBits;
+constexpr unsigned int c_WaitingReadersShift = c_EpochShift + c_EpochBits;
+constexpr unsigned int c_WaitingWritersShift = c_WaitingReadersShift + c_WaitingBits;
 constexpr Word c_OneReader = Word{1} << c_ReadersShift;
+constexpr Word c_OneEpoch = Word{1} << c_EpochShift;
 constexpr Word c_OneWaitingReader = Word{1} << c_WaitingReadersShift;
 constexpr Word c_OneWaitingWriter = Word{1} << c_WaitingWritersShift;
-constexpr Word c_Readers = c_CountMask << c_ReadersShift;
-constexpr Word c_WaitingReaders = c_CountMask << c_WaitingReadersShift;
-constexpr Word c_WaitingWriters = c_CountMask << c_WaitingWritersShift;
-static_assert(c_WaitingWritersShift + c_CountBits == 64);
-static_assert((c_Writer | c_Phase | c_WriterStarves | c_Readers) <= 0xFFFFFFFF, "what sleepers compare");
+constexpr Word c_Readers = c_OneEpoch - c_OneReader;
+constexpr Word c_Epoch = c_OneWaitingReader - c_OneEpoch;
+constexpr Word c_WaitingReaders = c_OneWaitingWriter - c_OneWaitingReader;
+constexpr Word c_WaitingWriters = ~(c_OneWaitingWriter - 1);
+static_assert(c_WaitingWritersShift + c_WaitingBits == 64);
+static_assert((c_Readers | c_Epoch) <= 0xFFFFFFFF, "what sleepers compare");
 
-// The upper half of the count is for hand-overs: arriving readers can never make the sum overflow.
+// Far from where the count of readers would overflow, however many arrive at once.
 constexpr Word c_ManyReaders = Word{1} << (c_ReadersShift + c_CountBits - 1);
 constexpr Word c_KeepsReadersOut = c_Writer | c_WaitingWriters | c_ManyReaders;
 
@@ -411,9 +454,16 @@ public:
         return isExchanged;
     }
 
-    void Sleep(Word seen, std::uint32_t kind) const noexcept
+    // False where the sleep was so long that the thread looks again by itself.
+    bool Sleep(Word seen, std::uint32_t kind) const noexcept
     {
-        sleepOn(m_lock, static_cast<std::uint32_t>(seen), kind);
+        return sleepOn(m_lock, static_cast<std::uint32_t>(seen), kind, c_LookAgainNs);
+    }
+
+    // All that wait count themselves anew.
+    void WakeAll() const noexcept
+    {
+        wake(m_lock, INT_MAX, c_Patient | c_Starving | c_Reader);
     }
 
 private:
@@ -430,16 +480,31 @@ bool isFree(Word word) noexcept
     return (word & (c_Writer | c_Readers)) == 0;
 }
 
+// A free lock whose word forgets who waits.
+Word forget(Word word) noexcept
+{
+    return (word & c_Phase) | ((word + c_OneEpoch) & c_Epoch);
+}
+
+// Or the readers, where no writer sleeps any more.
 void wakeAWriter(SRWLOCK const* lock, Word word) noexcept
 {
-    wake(lock, 1, (word & c_WriterStarves) != 0 ? c_Starving : c_Starving | c_Patient);
+    if (!wakeOne(lock, (word & c_WriterStarves) != 0))
+    {
+        wake(lock, INT_MAX, c_Reader);
+    }
+}
+
+Word withReader(Word word) noexcept
+{
+    return (word & ~c_ReadersTurn) + c_OneReader;
 }
 
 bool tryShare(CWord word, Word& seen) noexcept
 {
     while ((seen & c_KeepsReadersOut) == 0)
     {
-        if (word.Exchange(seen, seen + c_OneReader, std::memory_order_acquire))
+        if (word.Exchange(seen, withReader(seen), std::memory_order_acquire))
         {
             return true;
         }
@@ -447,56 +512,100 @@ bool tryShare(CWord word, Word& seen) noexcept
     return false;
 }
 
+class CWaitingReader
+{
+public:
+    explicit CWaitingReader(CWord word) noexcept : m_word(word)
+    {
+    }
+
+    void Wait() noexcept
+    {
+        const auto tryTurn = [this] { return this->tryTurn(); };
+        while (!tryTurn() && !spin(tryTurn))
+        {
+            if (isCounted())
+            {
+                sleep();
+            }
+            else
+            {
+                join();
+            }
+        }
+    }
+
+private:
+    bool isCounted() const noexcept
+    {
+        return m_hasJoined && (m_seen & (c_Phase | c_Epoch)) == m_joined;
+    }
+
+    bool tryTurn() noexcept
+    {
+        m_seen = m_word.Load();
+        for (;;)
+        {
+            m_isHandedOver = m_isHandedOver || (m_hasJoined && ((m_seen ^ m_joined) & c_Phase) != 0);
+            if ((m_seen & (c_Writer | c_ManyReaders)) != 0)
+            {
+                return false;
+            }
+            const bool isInOrder = m_isHandedOver || (m_seen & c_WaitingWriters) == 0;
+            if (!isInOrder && !(m_isTired && isFree(m_seen)))
+            {
+                return false;
+            }
+            const Word wanted =
+                isInOrder ? withReader(m_seen) - (isCounted() ? c_OneWaitingReader : 0) : forget(m_seen) + c_OneReader;
+            if (m_word.Exchange(m_seen, wanted, std::memory_order_acquire))
+            {
+                if (!isInOrder)
+                {
+                    m_word.WakeAll();
+                }
+                return true;
+            }
+        }
+    }
+
+    void sleep() noexcept
+    {
+        m_isTired = !m_word.Sleep(m_seen, c_Reader) || m_isTired;
+    }
+
+    // Counts the thread among those that wait.
+    void join() noexcept
+    {
+        // Nobody wakes readers where only their number keeps them out, and no more may be countable.
+        if ((m_seen & (c_Writer | c_WaitingWriters)) == 0 || (m_seen & c_WaitingReaders) == c_WaitingReaders)
+        {
+            sched_yield();
+        }
+        else if (m_word.Exchange(m_seen, m_seen + c_OneWaitingReader, std::memory_order_relaxed))
+        {
+            m_joined = m_seen & (c_Phase | c_Epoch);
+            m_hasJoined = true;
+        }
+    }
+
+    const CWord m_word;
+    Word m_seen = 0;
+    Word m_joined = 0; // phase and epoch in which the thread was counted last
+    bool m_hasJoined = false;
+    bool m_isHandedOver = false;
+    bool m_isTired = false;
+};
+
 [[gnu::noinline]] void waitToShare(CWord word) noexcept
 {
     const CErrnoKeeper keeper;
-    Word seen = 0;
-    const auto tryLook = [&]
-    {
-        seen = word.Load();
-        return tryShare(word, seen);
-    };
-    if (spin(tryLook))
-    {
-        return;
-    }
-
-    // Join those that wait, unless there is room meanwhile.
-    seen = word.Load();
-    do
-    {
-        if (tryShare(word, seen))
-        {
-            return;
-        }
-        // Nobody hands over to readers where only their number keeps them out, or where no more can be counted.
-        while ((seen & (c_Writer | c_WaitingWriters)) == 0 || (seen & c_WaitingReaders) == c_WaitingReaders)
-        {
-            sched_yield();
-            seen = word.Load();
-            if (tryShare(word, seen))
-            {
-                return;
-            }
-        }
-    } while (!word.Exchange(seen, seen + c_OneWaitingReader, std::memory_order_relaxed));
-
-    const Word phase = seen & c_Phase;
-    const auto isHandedOver = [&] { return (word.Load(std::memory_order_acquire) & c_Phase) != phase; };
-    while (!spin(isHandedOver))
-    {
-        seen = word.Load(std::memory_order_acquire);
-        if ((seen & c_Phase) != phase)
-        {
-            return;
-        }
-        word.Sleep(seen, c_Reader);
-    }
+    CWaitingReader(word).Wait();
 }
 
 bool tryTakeAlone(CWord word, Word& seen) noexcept
 {
-    while (isFree(seen) && (seen & c_WriterStarves) == 0)
+    while ((seen & (c_Writer | c_Readers | c_WriterStarves | c_ReadersTurn)) == 0)
     {
         if (word.Exchange(seen, seen | c_Writer, std::memory_order_acquire))
         {
@@ -506,55 +615,100 @@ bool tryTakeAlone(CWord word, Word& seen) noexcept
     return false;
 }
 
-[[gnu::noinline]] void waitToTakeAlone(CWord word) noexcept
+class CWaitingWriter
 {
-    const CErrnoKeeper keeper;
-    Word seen = 0;
-    const auto tryLook = [&]
+public:
+    explicit CWaitingWriter(CWord word) noexcept : m_word(word)
     {
-        seen = word.Load();
-        return tryTakeAlone(word, seen);
-    };
-    if (spin(tryLook))
-    {
-        return;
     }
 
-    // Join those that wait: no new reader comes in from here on.
-    seen = word.Load();
-    do
+    void Wait() noexcept
     {
-        while ((seen & c_WaitingWriters) == c_WaitingWriters)
+        const auto tryTurn = [this] { return this->tryTurn(); };
+        while (!tryTurn() && !spin(tryTurn))
         {
-            sched_yield();
-            seen = word.Load();
-        }
-    } while (!word.Exchange(seen, seen + c_OneWaitingWriter, std::memory_order_relaxed));
-
-    CHunger hunger;
-    const auto tryTurn = [&]
-    {
-        seen = word.Load();
-        while (isFree(seen) && ((seen & c_WriterStarves) == 0 || hunger.IsStarving()))
-        {
-            if (word.Exchange(seen, ((seen - c_OneWaitingWriter) & ~c_WriterStarves) | c_Writer,
-                              std::memory_order_acquire))
+            if (isCounted())
             {
+                sleep();
+            }
+            else
+            {
+                join();
+            }
+        }
+    }
+
+private:
+    bool isCounted() const noexcept
+    {
+        return m_hasJoined && (m_seen & c_Epoch) == m_joined;
+    }
+
+    bool isInOrder() const noexcept
+    {
+        return (m_seen & c_ReadersTurn) == 0 && ((m_seen & c_WriterStarves) == 0 || m_hunger.IsStarving());
+    }
+
+    bool tryTurn() noexcept
+    {
+        m_seen = m_word.Load();
+        while (isFree(m_seen) && (isInOrder() || m_isTired))
+        {
+            const bool isForgetting = !isInOrder();
+            const Word left =
+                isForgetting ? forget(m_seen) : (m_seen & ~c_WriterStarves) - (isCounted() ? c_OneWaitingWriter : 0);
+            if (m_word.Exchange(m_seen, left | c_Writer, std::memory_order_acquire))
+            {
+                if (isForgetting)
+                {
+                    m_word.WakeAll();
+                }
                 return true;
             }
         }
         return false;
-    };
-    while (!tryTurn() && !spin(tryTurn))
-    {
-        if (hunger.Grow() &&
-            (isFree(seen) || ((seen & c_WriterStarves) == 0 &&
-                              !word.Exchange(seen, seen | c_WriterStarves, std::memory_order_relaxed))))
-        {
-            continue;
-        }
-        word.Sleep(hunger.IsStarving() ? seen | c_WriterStarves : seen, hunger.GetKind());
     }
+
+    void sleep() noexcept
+    {
+        const bool isStarving = m_hunger.Grow();
+        if (isFree(m_seen) && isInOrder())
+        {
+            return; // by now
+        }
+        const Word wanted = m_seen | (isStarving ? c_WriterStarves : 0);
+        if (wanted == m_seen || m_word.Exchange(m_seen, wanted, std::memory_order_relaxed))
+        {
+            m_isTired = !m_word.Sleep(wanted, m_hunger.GetKind()) || m_isTired;
+        }
+    }
+
+    // Counts the thread among those that wait: no new reader comes in from here on.
+    void join() noexcept
+    {
+        if ((m_seen & c_WaitingWriters) == c_WaitingWriters)
+        {
+            sched_yield();
+        }
+        else if (m_word.Exchange(m_seen, m_seen + c_OneWaitingWriter, std::memory_order_relaxed))
+        {
+            m_joined = m_seen & c_Epoch;
+            m_hasJoined = true;
+        }
+    }
+
+    const CWord m_word;
+    CHunger m_hunger;
+    Word m_seen = 0;
+    Word m_joined = 0; // epoch in which the thread was counted last
+    bool m_hasJoined = false;
+    bool m_isTired = false;
+};
+
+[[gnu::noinline]] void waitToTakeAlone(CWord word) noexcept
+{
+    const CErrnoKeeper keeper;
+    CWaitingWriter(word).Wait();
 }
 } // namespace
 
@@ -575,9 +729,17 @@ void AcquireSRWLockShared(SRWLOCK* lock) noexcept
 
 BOOLEAN TryAcquireSRWLockShared(SRWLOCK* lock) noexcept
 {
+    // A free lock is taken whoever has precedence: those may be suspended.
     const CWord word(lock);
     Word seen = word.Load();
-    return tryShare(word, seen) ? 1 : 0;
+    while ((seen & c_KeepsReadersOut) == 0 || isFree(seen))
+    {
+        if (word.Exchange(seen, withReader(seen), std::memory_order_acquire))
+        {
+            return 1;
+        }
+    }
+    return 0;
 }
 
 void ReleaseSRWLockShared(SRWLOCK* lock) noexcept
@@ -612,7 +774,14 @@ BOOLEAN TryAcquireSRWLockExclusive(SRWLOCK* lock) noexcept
 {
     const CWord word(lock);
     Word seen = word.Load();
-    return tryTakeAlone(word, seen) ? 1 : 0;
+    while (isFree(seen))
+    {
+        if (word.Exchange(seen, seen | c_Writer, std::memory_order_acquire))
+        {
+            return 1;
+        }
+    }
+    return 0;
 }
 
 void ReleaseSRWLockExclusive(SRWLOCK* lock) noexcept
@@ -627,17 +796,14 @@ void ReleaseSRWLockExclusive(SRWLOCK* lock) noexcept
             return;
         }
         left = seen & ~c_Writer;
-        if (const Word readers = (seen & c_WaitingReaders) >> c_WaitingReadersShift; readers != 0)
+        if ((seen & c_WaitingReaders) != 0)
         {
-            left = ((left & ~c_WaitingReaders) ^ c_Phase) | (readers << c_ReadersShift);
+            left = ((left & ~c_WaitingReaders) ^ c_Phase) | c_ReadersTurn;
         }
     } while (!word.Exchange(seen, left, std::memory_order_release));
     // From here on the lock belongs to others, who may let go of its memory.
-    if ((seen & c_WaitingReaders) != 0)
-    {
-        wake(lock, INT_MAX, c_Reader);
-    }
-    else if ((seen & c_WaitingWriters) != 0)
+    const bool isForReaders = (seen & c_WaitingReaders) != 0 && wake(lock, INT_MAX, c_Reader);
+    if (!isForReaders && (seen & c_WaitingWriters) != 0)
     {
         wakeAWriter(lock, seen);
     }

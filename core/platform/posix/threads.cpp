@@ -16,6 +16,7 @@
 #include <memory>
 #include <new>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
@@ -43,10 +44,13 @@ struct ThreadRecord
     std::atomic<pid_t> id{0};
     pthread_t pthread{};
     bool isStartedHere = false;
+    std::atomic<bool> hasOwnReference{false}; // the object has a reference that goes at the thread's end
 
-    FutexMutex lock;            // guards what follows down to isEnded
+    // Held inside a no-suspend stretch only, and never while another thread is awaited.
+    FutexMutex lock;            // guards what follows down to endCode, and all changes of `control`
     unsigned int stopCount = 0; // suspensions
-    bool isEnded = false;
+    bool isEnded = false;       // its end has begun: it is not stopped any more
+    DWORD endCode = 0;          // becomes the exit code when the thread ends
 
     std::atomic<std::uint32_t> control{0};       // what the thread is asked for: flags and a generation
     std::atomic<std::uint32_t> acknowledged{0};  // the generation that it has taken note of
@@ -55,7 +59,6 @@ struct ThreadRecord
     std::atomic<std::uint32_t> gone{0};          // 1 once a thread that was ended from outside runs no more of its code
 
     std::atomic<DWORD> exitCode{STILL_ACTIVE};
-    DWORD endCode = 0; // becomes the exit code when the thread ends
     std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
     std::atomic<DWORD_PTR> affinity{0};
     std::atomic<DWORD> idealProcessor{0};
@@ -262,10 +265,12 @@ ThreadRecord* makeRecord() noexcept
     }
     record->object = object;
     record->isStartedHere = false;
+    record->hasOwnReference.store(false, std::memory_order_relaxed);
     record->stopCount = 0;
     record->isEnded = false;
     // The generation goes on counting: late acknowledgements of the thread before are not taken for this one's.
     record->control.fetch_and(c_GenerationMask, std::memory_order_relaxed);
+    record->capture.store(nullptr, std::memory_order_relaxed);
     record->gone.store(0, std::memory_order_relaxed);
     record->exitCode.store(STILL_ACTIVE, std::memory_order_relaxed);
     record->endCode = 0;
@@ -342,6 +347,16 @@ ThreadRecord* findOrMakeRecord(pid_t id) noexcept
     return found;
 }
 
+// Sees to it that a thread's end has a reference to give back: one that was only opened by others has none yet. The caller
+// has a reference.
+void takeOwnReference(ThreadRecord& record) noexcept
+{
+    if (!record.hasOwnReference.exchange(true, std::memory_order_acq_rel))
+    {
+        addReference(*record.object);
+    }
+}
+
 // The calling thread's own record, which the thread holds a reference to until its end; null without memory.
 ThreadRecord* ownRecord() noexcept
 {
@@ -354,6 +369,10 @@ ThreadRecord* ownRecord() noexcept
         if (record == nullptr)
         {
             return nullptr;
+        }
+        if (record->hasOwnReference.exchange(true, std::memory_order_acq_rel))
+        {
+            releaseReference(*record->object);
         }
         record->pthread = pthread_self();
         own.thread = record;
@@ -473,32 +492,48 @@ bool isInLibrary(void const* context) noexcept
     return facts().libraryCode[0].holds(at) || facts().libraryCode[1].holds(at);
 }
 
-// The end of a thread that another one ends. Not through the C library: that would unwind frames which may not be unwound.
-[[noreturn]] void die(ThreadRecord& record) noexcept
+// What the calling thread waits for or owns is left to the others.
+void letGo() noexcept
 {
     // For good: who ends this thread goes on asking, and a request that came while it holds a lock here would want to begin
     // its end again.
     std::atomic<unsigned int>& depth = stopState().depth;
     depth.store(depth.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (Parking* const own = existingParking(); own != nullptr)
+
+    Parking* const own = existingParking();
+    if (own == nullptr)
     {
-        if (own->operation != nullptr)
-        {
-            abortWait(*own->operation);
-        }
-        if (own->hasOwnedMutex.load(std::memory_order_relaxed))
-        {
-            abandonMutexes(own->threadId);
-        }
-        giveParkingBack(*own);
+        return;
     }
-    record.gone.store(1, std::memory_order_release);
-    futexWake(addressOf(record.gone), INT_MAX);
+    if (own->operation != nullptr)
+    {
+        abortWait(*own->operation);
+    }
+    if (own->hasOwnedMutex.load(std::memory_order_relaxed))
+    {
+        abandonMutexes(own->threadId);
+    }
+    giveParkingBack(*own);
+}
+
+// Not through the C library: that would unwind frames which may not be unwound.
+[[noreturn]] void leaveProcess() noexcept
+{
     for (;;)
     {
         syscall(SYS_exit, 0);
     }
+}
+
+// The end of a thread that another one ends.
+[[noreturn]] void die(ThreadRecord& record) noexcept
+{
+    letGo();
+    acknowledge(record, record.control.load(std::memory_order_relaxed)); // somebody may still wait for it to stop
+    record.gone.store(1, std::memory_order_release);
+    futexWake(addressOf(record.gone), INT_MAX);
+    leaveProcess();
 }
 
 // A frame is wanted when that of its caller stands above the given stack pointer: its own stack pointer may have moved
@@ -633,6 +668,7 @@ bool sendStop(ThreadRecord& record) noexcept
            0;
 }
 
+// The record's lock is held.
 std::uint32_t ask(ThreadRecord& record, std::uint32_t flags) noexcept
 {
     std::uint32_t const next = generationOf(record.control.load(std::memory_order_relaxed)) + c_GenerationOne;
@@ -658,9 +694,95 @@ bool awaitValue(std::atomic<std::uint32_t> const& word, std::uint32_t value, tim
     }
 }
 
+// Whether the thread takes note of the generation, or of a later one, in time. No lock is held: the caller may be stopped
+// or ended here.
+bool awaitAcknowledged(ThreadRecord const& record, std::uint32_t generation, timespec const& deadline) noexcept
+{
+    auto const isReached = [generation](std::uint32_t seen)
+    { return static_cast<std::int32_t>(seen - generation) >= 0; };
+    for (;;)
+    {
+        std::uint32_t const seen = record.acknowledged.load(std::memory_order_acquire);
+        if (isReached(seen))
+        {
+            return true;
+        }
+        if (!futexWait(addressOf(record.acknowledged), seen, &deadline))
+        {
+            return isReached(record.acknowledged.load(std::memory_order_acquire));
+        }
+    }
+}
+
 bool isOwn(ThreadRecord const& record) noexcept
 {
     return record.id.load(std::memory_order_relaxed) == static_cast<pid_t>(GetCurrentThreadId());
+}
+
+// One stop more: the number of those before it, and the generation that the thread has to acknowledge. Returns an error.
+// The record's lock is held.
+DWORD addStop(ThreadRecord& record, unsigned int& before, std::uint32_t& generation) noexcept
+{
+    before = record.stopCount;
+    if (record.isEnded)
+    {
+        return ERROR_ACCESS_DENIED;
+    }
+    if (before == c_MaximumStops)
+    {
+        return ERROR_SIGNAL_REFUSED;
+    }
+    generation = before == 0 ? ask(record, c_Stopped) : generationOf(record.control.load(std::memory_order_relaxed));
+    if (before == 0 && !isOwn(record) && !sendStop(record))
+    {
+        ask(record, 0);
+        return ERROR_ACCESS_DENIED;
+    }
+    ++record.stopCount;
+    return ERROR_SUCCESS;
+}
+
+// One stop less: the number of those before. The record's lock is held.
+unsigned int removeStop(ThreadRecord& record) noexcept
+{
+    unsigned int const before = record.stopCount;
+    if (before != 0 && --record.stopCount == 0 && !record.isEnded)
+    {
+        ask(record, 0);
+    }
+    return before;
+}
+
+// The calling thread's end begins: nobody stops or ends it from here on. It is stopped once more where that was asked for
+// already. False where another thread ends it.
+bool beginEnd(ThreadRecord& record, DWORD const* exitCode) noexcept
+{
+    for (;;)
+    {
+        {
+            NoSuspend const guard;
+            record.lock.lock();
+            bool const isEndedByOther = record.isEnded;
+            bool const isStopped = !isEndedByOther && record.stopCount != 0;
+            if (!isEndedByOther && !isStopped)
+            {
+                record.isEnded = true;
+                record.endCode = exitCode != nullptr ? *exitCode : record.endCode;
+                // A signal that is still on its way must not name the record once it is another thread's.
+                sigset_t stops;
+                sigemptyset(&stops);
+                sigaddset(&stops, stopSignal());
+                pthread_sigmask(SIG_BLOCK, &stops, nullptr);
+                acknowledge(record, record.control.load(std::memory_order_relaxed));
+            }
+            record.lock.unlock();
+            if (!isStopped)
+            {
+                return !isEndedByOther;
+            }
+        }
+        obey(record, nullptr);
+    }
 }
 
 // ---- the start of a thread
@@ -723,7 +845,11 @@ void* runThread(void* argument) noexcept
     {
         obey(record, nullptr);
     }
-    record.endCode = start(parameter);
+    DWORD const code = start(parameter);
+    NoSuspend const guard;
+    record.lock.lock();
+    record.endCode = record.isEnded ? record.endCode : code;
+    record.lock.unlock();
     return nullptr;
 }
 
@@ -809,6 +935,24 @@ void captureOwnStack(StackCapture& capture) noexcept
     taker.take(UINTPTR_MAX); // the outermost
 }
 
+namespace
+{
+// Withdraws a capture that the thread has not come to; false where it has filled it after all.
+bool takeBack(ThreadRecord& record, StackCapture& capture, std::uint32_t generation) noexcept
+{
+    StackCapture* placed = &capture;
+    if (record.capture.compare_exchange_strong(placed, nullptr, std::memory_order_acquire))
+    {
+        return true;
+    }
+    // It is at it: the caller's memory must outlast that.
+    while (!awaitAcknowledged(record, generation, deadlineIn(c_AcknowledgeMs)))
+    {
+    }
+    return false;
+}
+} // namespace
+
 bool captureStack(HANDLE thread, StackCapture& capture) noexcept
 {
     PinnedThread const pinned(thread);
@@ -822,24 +966,41 @@ bool captureStack(HANDLE thread, StackCapture& capture) noexcept
         captureOwnStack(capture);
         return true;
     }
-    record.lock.lock();
-    bool isTaken = false;
-    if (record.stopCount != 0 && !record.isEnded)
+    timespec const deadline = deadlineIn(c_AcknowledgeMs);
+    for (;;)
     {
-        record.capture.store(&capture, std::memory_order_relaxed);
-        std::uint32_t const generation = ask(record, c_Stopped);
-        isTaken = awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs));
-        if (!isTaken && record.capture.exchange(nullptr, std::memory_order_acquire) == nullptr)
+        std::uint32_t generation = 0;
+        StackCapture* placed = nullptr;
         {
-            // It is at it: the caller's memory must outlast that.
-            while (!awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs)))
+            NoSuspend const guard;
+            record.lock.lock();
+            bool const isStopped = record.stopCount != 0 && !record.isEnded;
+            if (isStopped && record.capture.compare_exchange_strong(placed, &capture, std::memory_order_relaxed))
             {
+                placed = &capture;
+                generation = ask(record, c_Stopped);
             }
-            isTaken = true;
+            else
+            {
+                generation = generationOf(record.control.load(std::memory_order_relaxed));
+            }
+            record.lock.unlock();
+            if (!isStopped)
+            {
+                return false;
+            }
         }
+        bool const isInTime = awaitAcknowledged(record, generation, deadline);
+        if (placed == &capture)
+        {
+            return isInTime || !takeBack(record, capture, generation);
+        }
+        if (!isInTime)
+        {
+            return false;
+        }
+        // Another thread's capture had the place until now.
     }
-    record.lock.unlock();
-    return isTaken;
 }
 
 StopState& stopState() noexcept
@@ -891,12 +1052,8 @@ void endThread(Parking& own) noexcept
     ThreadRecord* const record = own.thread;
     if (record != nullptr)
     {
-        // Not a critical stretch: who stops this thread holds the lock and waits for it to stop.
-        record->lock.lock();
-        bool const isEndedByOther = record->isEnded;
-        record->isEnded = true;
-        record->lock.unlock();
-        while (isEndedByOther)
+        bool const isOwnEnd = beginEnd(*record, nullptr);
+        while (!isOwnEnd)
         {
             // The other thread finishes this one; all that is left here is to go when it says so.
             std::uint32_t const control = record->control.load(std::memory_order_acquire);
@@ -958,7 +1115,7 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
         record->stopCount = 1;
         ask(*record, c_Stopped);
     }
-    addReference(*record->object); // the thread's own, until its end
+    takeOwnReference(*record);
     HANDLE const handle = openHandle(*record->object);
     if (handle == nullptr)
     {
@@ -1006,44 +1163,26 @@ DWORD SuspendThread(HANDLE thread) noexcept
     }
     installHandler();
     ThreadRecord& record = *pinned;
-    record.lock.lock();
-    unsigned int const before = record.stopCount;
+    unsigned int before = 0;
+    std::uint32_t generation = 0;
     DWORD error = ERROR_SUCCESS;
-    if (record.isEnded)
     {
-        error = ERROR_ACCESS_DENIED;
+        NoSuspend const guard;
+        record.lock.lock();
+        error = addStop(record, before, generation);
+        record.lock.unlock();
     }
-    else if (before == c_MaximumStops)
-    {
-        error = ERROR_SIGNAL_REFUSED;
-    }
-    else if (before == 0 && !isOwn(record))
-    {
-        std::uint32_t const generation = ask(record, c_Stopped);
-        if (!sendStop(record))
-        {
-            ask(record, 0);
-            error = ERROR_ACCESS_DENIED;
-        }
-        else if (!awaitValue(record.acknowledged, generation, deadlineIn(c_AcknowledgeMs)))
-        {
-            ask(record, 0);
-            error = ERROR_TIMEOUT;
-        }
-    }
-    bool const isSelfStop = error == ERROR_SUCCESS && before == 0 && isOwn(record);
-    if (isSelfStop)
-    {
-        ask(record, c_Stopped);
-    }
-    if (error == ERROR_SUCCESS)
-    {
-        ++record.stopCount;
-    }
-    record.lock.unlock();
-    if (isSelfStop)
+    if (error == ERROR_SUCCESS && isOwn(record))
     {
         obey(record, nullptr);
+    }
+    else if (error == ERROR_SUCCESS && !awaitAcknowledged(record, generation, deadlineIn(c_AcknowledgeMs)))
+    {
+        error = ERROR_TIMEOUT;
+        NoSuspend const guard;
+        record.lock.lock();
+        removeStop(record);
+        record.lock.unlock();
     }
     if (error != ERROR_SUCCESS)
     {
@@ -1062,11 +1201,7 @@ DWORD ResumeThread(HANDLE thread) noexcept
     }
     NoSuspend const guard;
     pinned->lock.lock();
-    unsigned int const before = pinned->stopCount;
-    if (before != 0 && --pinned->stopCount == 0)
-    {
-        ask(*pinned, 0);
-    }
+    unsigned int const before = removeStop(*pinned);
     pinned->lock.unlock();
     return before;
 }
@@ -1083,18 +1218,37 @@ BOOL GetThreadContext(HANDLE thread, CONTEXT* context) noexcept
         return fail(ERROR_NOACCESS);
     }
     ThreadRecord& record = *pinned;
-    NoSuspend const guard;
-    record.lock.lock();
-    // A thread that has just been made, or stops itself, may still be on its way: it notes its registers when it is there.
-    bool const isStopped = record.stopCount != 0 && !record.isEnded && !isOwn(record) &&
-                           awaitValue(record.acknowledged, generationOf(record.control.load(std::memory_order_relaxed)),
-                                      deadlineIn(c_AcknowledgeMs));
-    if (isStopped)
+    timespec const deadline = deadlineIn(c_AcknowledgeMs);
+    for (;;)
     {
-        *context = record.registers;
+        std::uint32_t generation = 0;
+        bool isStopped = false;
+        bool isAtRest = false;
+        {
+            NoSuspend const guard;
+            record.lock.lock();
+            generation = generationOf(record.control.load(std::memory_order_relaxed));
+            isStopped = record.stopCount != 0 && !record.isEnded && !isOwn(record);
+            isAtRest = isStopped && record.acknowledged.load(std::memory_order_acquire) == generation;
+            if (isAtRest)
+            {
+                *context = record.registers;
+            }
+            record.lock.unlock();
+        }
+        if (isAtRest)
+        {
+            return TRUE;
+        }
+        if (!isStopped)
+        {
+            return fail(ERROR_INVALID_PARAMETER);
+        }
+        if (!awaitAcknowledged(record, generation, deadline))
+        {
+            return fail(ERROR_TIMEOUT);
+        }
     }
-    record.lock.unlock();
-    return isStopped ? TRUE : fail(ERROR_INVALID_PARAMETER);
 }
 
 BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
@@ -1106,26 +1260,37 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
     }
     installHandler();
     ThreadRecord& record = *pinned;
-    record.lock.lock();
-    if (record.isEnded)
-    {
-        record.lock.unlock();
-        return fail(ERROR_ACCESS_DENIED);
-    }
-    record.isEnded = true;
-    record.endCode = exitCode;
-    record.lock.unlock();
     if (isOwn(record))
     {
+        if (!beginEnd(record, &exitCode))
         {
-            NoSuspend const guard;
-            pinned.release(); // this frame is not left in the ordinary way
-            finish(record);
+            return fail(ERROR_ACCESS_DENIED);
         }
-        die(record);
+        NoSuspend const guard; // never left
+        takeOwnReference(record);
+        pinned.release(); // this frame is not left in the ordinary way
+        letGo();
+        finish(record);
+        leaveProcess(); // the record may be another thread's by now
     }
-    // The thread may be inside the C library, and hold the allocator's lock: it is asked until it is elsewhere.
-    ask(record, c_Dying);
+    {
+        NoSuspend const guard;
+        record.lock.lock();
+        bool const isEnded = std::exchange(record.isEnded, true);
+        if (!isEnded)
+        {
+            record.endCode = exitCode;
+            takeOwnReference(record);
+            ask(record, c_Dying);
+        }
+        record.lock.unlock();
+        if (isEnded)
+        {
+            return fail(ERROR_ACCESS_DENIED);
+        }
+    }
+    // The thread may be inside the C library, and hold the allocator's lock: it is asked until it is elsewhere. From here
+    // on only this thread asks it for anything.
     for (int attempt = 0; record.gone.load(std::memory_order_acquire) == 0; ++attempt)
     {
         if (attempt == c_PoliteTries)

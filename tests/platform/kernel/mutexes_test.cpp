@@ -241,6 +241,33 @@ TEST(AbandonedMutex, ComesFromAThreadThatWasTerminated)
     EXPECT_FAILS(ReleaseMutex(mutex), FALSE, 288);
 }
 
+TEST(AbandonedMutex, OfAThreadThatTerminatesItselfIsFreeOnceTheThreadHasEnded)
+{
+    for (int round = 0; round < 30 * c_Pace; ++round)
+    {
+        const CHandle mutex = makeMutex();
+        {
+            const CThread owner(
+                [&]
+                {
+                    look(mutex);
+                    TerminateThread(GetCurrentThread(), 3);
+                    return 0u;
+                });
+            ASSERT_TRUE(owner.Join());
+            ASSERT_EQ(look(mutex), WAIT_ABANDONED_0);
+            ASSERT_EQ(owner.GetExitCode(), 3u);
+        }
+        // What the ended thread was is free for another one.
+        const CHandle never = makeEvent(eAuto);
+        const CThread next([&] { return WaitForSingleObject(never, INFINITE); });
+        ASSERT_TRUE(TerminateThread(next, 4));
+        ASSERT_TRUE(next.Join());
+        ASSERT_EQ(next.GetExitCode(), 4u);
+        EXPECT_TRUE(ReleaseMutex(mutex));
+    }
+}
+
 TEST(AbandonedMutex, ReleasesAThreadThatWaitsForIt)
 {
     for (int n = 0; n < 20; ++n)

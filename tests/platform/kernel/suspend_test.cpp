@@ -256,6 +256,45 @@ TEST(SuspendStress, TwoThreadsThatPassAnEventToEachOther)
     EXPECT_EQ(second.GetExitCode(), 0u);
 }
 
+TEST(SuspendStress, AThreadThatStopsAnotherOne)
+{
+    std::atomic<bool> isOver = false;
+    std::atomic<unsigned int> turns = 0;
+    const CThread target(
+        [&]
+        {
+            while (!isOver)
+            {
+            }
+            return 0u;
+        });
+    const CThread stopper(
+        [&]
+        {
+            while (!isOver)
+            {
+                SuspendThread(target);
+                ResumeThread(target);
+                ++turns;
+            }
+            return 0u;
+        });
+    // Wherever the stopper is stopped, others can stop and resume the same thread.
+    bool isRight = true;
+    for (int round = 0; round < 200 * c_Pace; ++round)
+    {
+        isRight = isRight && advances(turns, turns.load());
+        isRight = isRight && SuspendThread(stopper) == 0;
+        isRight = isRight && SuspendThread(target) <= 1 && ResumeThread(target) != 0xFFFFFFFF;
+        isRight = isRight && ResumeThread(stopper) == 1;
+    }
+    isOver = true;
+    EXPECT_TRUE(isRight);
+    // The stopper's own stop of the target ends with its last turn.
+    EXPECT_TRUE(stopper.Join());
+    EXPECT_TRUE(target.Join());
+}
+
 TEST(SuspendStress, ThreadsThatStopTheSameThread)
 {
     std::atomic<bool> isStopped = false;

@@ -385,6 +385,41 @@ TEST(TerminateThreadStress, LeavesTheProcessAlive)
     EXPECT_EQ(look(event), WAIT_OBJECT_0);
 }
 
+TEST(TerminateThreadStress, OfAThreadThatStopsAnotherOneLeavesThatOneToBeResumed)
+{
+    for (int round = 0; round < 4 * c_Pace; ++round)
+    {
+        std::atomic<bool> isOver = false;
+        std::atomic<int> turns = 0;
+        const CThread victim(
+            [&]
+            {
+                while (!isOver)
+                {
+                }
+                return 0u;
+            });
+        const CThread stopper(
+            [&]() -> DWORD
+            {
+                for (;;)
+                {
+                    SuspendThread(victim);
+                    ResumeThread(victim);
+                    ++turns;
+                }
+            });
+        const bool isTurning = becomes([&] { return turns > round % 50; });
+        const BOOL isEnded = TerminateThread(stopper, 1);
+        isOver = true;
+        const DWORD stops = ResumeThread(victim);
+        EXPECT_TRUE(isTurning);
+        EXPECT_TRUE(isEnded);
+        EXPECT_LE(stops, 1u);
+        ASSERT_TRUE(victim.Join());
+    }
+}
+
 TEST(ThreadPriority, IsNormalAtFirst)
 {
     const CGuest guest;

@@ -28,11 +28,11 @@ void awaitWaitingWriter(SRWLOCK& lock)
     }
 }
 
-// The readers that wait are counted in bits 24 to 43 of the word.
+// The readers that wait are counted in bits 32 to 47 of the word.
 void awaitWaitingReader(SRWLOCK& lock)
 {
     const std::atomic_ref<void*> word(lock.Ptr);
-    while ((reinterpret_cast<ULONG_PTR>(word.load()) >> 24 & 0xFFFFF) == 0)
+    while ((reinterpret_cast<ULONG_PTR>(word.load()) >> 32 & 0xFFFF) == 0)
     {
         std::this_thread::yield();
     }

@@ -1,6 +1,7 @@
 // What only the layer of our own promises: where Wine departs from Windows, and what it can be asked beyond Windows.
 
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -135,6 +136,190 @@ TEST(ObjectCount, IsUnchangedAfterManyUses)
     EXPECT_EQ(PlatformTest::GetHandleCount(), handles);
     EXPECT_EQ(PlatformTest::GetObjectCount(), objects);
     EXPECT_EQ(countDescriptors(), descriptors);
+}
+
+TEST(TerminateThread, OfAThreadThatTheLayerNeverSawLeavesItsHandleGood)
+{
+    std::atomic<pid_t> id = 0;
+    std::thread(
+        [&id]
+        {
+            id = gettid();
+            for (;;)
+            {
+                pause();
+            }
+        })
+        .detach();
+    ASSERT_TRUE(becomes([&] { return id != 0; }));
+    const unsigned int before = PlatformTest::GetObjectCount();
+    CHandle opened(OpenThread(1, FALSE, static_cast<DWORD>(id)));
+    ASSERT_NE(static_cast<HANDLE>(opened), nullptr);
+
+    EXPECT_TRUE(TerminateThread(opened, 7));
+    DWORD code = c_Untouched;
+    EXPECT_TRUE(GetExitCodeThread(opened, &code));
+    EXPECT_EQ(code, 7u);
+    EXPECT_EQ(look(opened), WAIT_OBJECT_0);
+    const CHandle event = makeEvent(eManual);
+    opened.Close();
+    EXPECT_TRUE(SetEvent(event)) << "closing the thread's handle ended another object";
+    EXPECT_EQ(PlatformTest::GetObjectCount(), before + 1);
+}
+
+// Who waits for a lock may be stopped, or ended: it is not inside, and a lock that is free is free for the others.
+
+namespace
+{
+enum class EFate
+{
+    eStopped,
+    eEnded
+};
+
+// Calls `use` while the thread, which waits for a lock, is stopped or after it was ended.
+template <class U>
+void useWithout(CThread const& waiter, EFate fate, U const& use)
+{
+    settle(2); // into its sleep
+    const bool isFateMet = fate == EFate::eEnded ? TerminateThread(waiter, 1) != FALSE : SuspendThread(waiter) == 0;
+    use();
+    EXPECT_TRUE(isFateMet);
+    if (fate == EFate::eStopped)
+    {
+        EXPECT_EQ(ResumeThread(waiter), 1u);
+    }
+    EXPECT_TRUE(waiter.Join());
+}
+
+// A section says in bit 2 of its word that a thread has waited for too long and has precedence.
+void useSectionWithoutAStarvingWaiter(EFate fate)
+{
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
+    std::atomic<bool> isOver = false;
+    EnterCriticalSection(&section);
+    const CThread waiter(
+        [&]
+        {
+            while (!isOver)
+            {
+                EnterCriticalSection(&section);
+                LeaveCriticalSection(&section);
+            }
+            return 0u;
+        });
+    EXPECT_TRUE(becomes(
+        [&]
+        {
+            settle(2); // which is too long for the waiter
+            LeaveCriticalSection(&section);
+            EnterCriticalSection(&section);
+            settle(2);
+            return (std::atomic_ref(section.LockCount).load() & 4) != 0;
+        }));
+    useWithout(waiter, fate,
+               [&]
+               {
+                   isOver = true;
+                   LeaveCriticalSection(&section);
+                   EXPECT_TRUE(TryEnterCriticalSection(&section));
+                   LeaveCriticalSection(&section);
+                   EnterCriticalSection(&section);
+                   LeaveCriticalSection(&section);
+               });
+}
+
+void useLockWithoutAWaitingWriter(EFate fate)
+{
+    SRWLOCK lock = SRWLOCK_INIT;
+    AcquireSRWLockShared(&lock);
+    const CThread waiter(
+        [&]
+        {
+            AcquireSRWLockExclusive(&lock);
+            ReleaseSRWLockExclusive(&lock);
+            return 0u;
+        });
+    EXPECT_TRUE(becomes(
+        [&]
+        {
+            const bool isShared = TryAcquireSRWLockShared(&lock) != 0;
+            if (isShared)
+            {
+                ReleaseSRWLockShared(&lock);
+            }
+            return !isShared;
+        }));
+    useWithout(waiter, fate,
+               [&]
+               {
+                   ReleaseSRWLockShared(&lock);
+                   AcquireSRWLockShared(&lock);
+                   AcquireSRWLockShared(&lock);
+                   ReleaseSRWLockShared(&lock);
+                   ReleaseSRWLockShared(&lock);
+                   AcquireSRWLockExclusive(&lock);
+                   ReleaseSRWLockExclusive(&lock);
+               });
+}
+
+// The readers that wait are counted in bits 32 to 47 of the word.
+void useLockWithoutAWaitingReader(EFate fate)
+{
+    SRWLOCK lock = SRWLOCK_INIT;
+    AcquireSRWLockExclusive(&lock);
+    const CThread waiter(
+        [&]
+        {
+            AcquireSRWLockShared(&lock);
+            ReleaseSRWLockShared(&lock);
+            return 0u;
+        });
+    const std::atomic_ref<void*> word(lock.Ptr);
+    EXPECT_TRUE(becomes([&] { return (reinterpret_cast<ULONG_PTR>(word.load()) >> 32 & 0xFFFF) != 0; }));
+    useWithout(waiter, fate,
+               [&]
+               {
+                   ReleaseSRWLockExclusive(&lock);
+                   AcquireSRWLockExclusive(&lock);
+                   ReleaseSRWLockExclusive(&lock);
+                   EXPECT_TRUE(TryAcquireSRWLockShared(&lock));
+                   ReleaseSRWLockShared(&lock);
+                   EXPECT_TRUE(TryAcquireSRWLockExclusive(&lock));
+                   ReleaseSRWLockExclusive(&lock);
+               });
+}
+} // namespace
+
+TEST(SuspendThread, OfAStarvingWaiterLeavesAFreeSectionToOthers)
+{
+    useSectionWithoutAStarvingWaiter(EFate::eStopped);
+}
+
+TEST(TerminateThread, OfAStarvingWaiterLeavesAFreeSectionToOthers)
+{
+    useSectionWithoutAStarvingWaiter(EFate::eEnded);
+}
+
+TEST(SuspendThread, OfAWaitingWriterLeavesAFreeLockToOthers)
+{
+    useLockWithoutAWaitingWriter(EFate::eStopped);
+}
+
+TEST(TerminateThread, OfAWaitingWriterLeavesAFreeLockToOthers)
+{
+    useLockWithoutAWaitingWriter(EFate::eEnded);
+}
+
+TEST(SuspendThread, OfAWaitingReaderLeavesAFreeLockToOthers)
+{
+    useLockWithoutAWaitingReader(EFate::eStopped);
+}
+
+TEST(TerminateThread, OfAWaitingReaderLeavesAFreeLockToOthers)
+{
+    useLockWithoutAWaitingReader(EFate::eEnded);
 }
 
 TEST(ReleaseSemaphore, FailsWith87ForACountBelowOne)
