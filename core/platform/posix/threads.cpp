@@ -444,6 +444,94 @@ private:
     ThreadRecord* m_record = nullptr;
 };
 
+// ---- what a thread has used
+
+// Start time (in ticks since the start of the system) and the processor times of a thread, from the kernel's own account.
+struct ThreadAccount
+{
+    unsigned __int64 start = 0;
+    unsigned __int64 user = 0;
+    unsigned __int64 kernel = 0;
+};
+
+bool readAccount(pid_t id, ThreadAccount& account) noexcept
+{
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", static_cast<int>(id));
+    int const file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+    {
+        return false;
+    }
+    char text[1024];
+    ssize_t const size = read(file, text, sizeof text - 1);
+    close(file);
+    if (size <= 0)
+    {
+        return false;
+    }
+    text[size] = '\0';
+    // The name may hold anything; what follows its last parenthesis is numbers.
+    char const* const end = std::strrchr(text, ')');
+    unsigned long long user = 0;
+    unsigned long long kernel = 0;
+    unsigned long long start = 0;
+    if (end == nullptr ||
+        std::sscanf(end + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu %*d %*d %*d %*d %*d %*d %llu",
+                    &user, &kernel, &start) != 3)
+    {
+        return false;
+    }
+    unsigned __int64 const step = c_TicksInSecond / static_cast<unsigned __int64>(sysconf(_SC_CLK_TCK));
+    account.user = user * step;
+    account.kernel = kernel * step;
+    account.start = start * step;
+    return true;
+}
+
+// Fills in what has not been asked for yet.
+unsigned __int64 noteCreation(ThreadRecord& record, ThreadAccount const& account) noexcept
+{
+    unsigned __int64 created = record.creationTime.load(std::memory_order_relaxed);
+    if (created == 0)
+    {
+        created = static_cast<unsigned __int64>(facts().bootTime) + account.start;
+        // Threads of one step tie; the process's first thread is the earliest of them.
+        created -= record.id.load(std::memory_order_relaxed) == getpid() ? 1u : 0u;
+        record.creationTime.store(created, std::memory_order_relaxed);
+    }
+    return created;
+}
+
+unsigned __int64 fileTimeOf(timeval const& time) noexcept
+{
+    return static_cast<unsigned __int64>(time.tv_sec) * c_TicksInSecond +
+           static_cast<unsigned __int64>(time.tv_usec) * 10;
+}
+
+// At the end of a thread, on the thread itself. Afterwards the system knows nothing of it any more.
+void keepOwnAccount(ThreadRecord& record) noexcept
+{
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    record.userTime.store(fileTimeOf(usage.ru_utime), std::memory_order_relaxed);
+    record.kernelTime.store(fileTimeOf(usage.ru_stime), std::memory_order_relaxed);
+    ThreadAccount account;
+    if (record.creationTime.load(std::memory_order_relaxed) == 0 &&
+        readAccount(record.id.load(std::memory_order_relaxed), account))
+    {
+        noteCreation(record, account);
+    }
+}
+
+// What the system told of a thread that another one ends now.
+void keepAccount(ThreadRecord& record, ThreadAccount const& account) noexcept
+{
+    record.userTime.store(account.user, std::memory_order_relaxed);
+    record.kernelTime.store(account.kernel, std::memory_order_relaxed);
+    noteCreation(record, account);
+}
+
 // ---- stopping and ending
 
 std::uint32_t generationOf(std::uint32_t control) noexcept
@@ -464,19 +552,9 @@ unsigned __int64 now() noexcept
     return c_UnixEpoch + static_cast<unsigned __int64>(fileTimeOf(time));
 }
 
-unsigned __int64 fileTimeOf(timeval const& time) noexcept
-{
-    return static_cast<unsigned __int64>(time.tv_sec) * c_TicksInSecond +
-           static_cast<unsigned __int64>(time.tv_usec) * 10;
-}
-
-// What every end of a thread does, on the thread itself: nothing of it is used afterwards but the C library's part.
+// What every end of a thread does last. Expects its account to be kept; nothing of the record is used afterwards.
 void finish(ThreadRecord& record) noexcept
 {
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    record.userTime.store(fileTimeOf(usage.ru_utime), std::memory_order_relaxed);
-    record.kernelTime.store(fileTimeOf(usage.ru_stime), std::memory_order_relaxed);
     record.exitTime.store(now(), std::memory_order_release);
     removeRecord(record);
     record.exitCode.store(record.endCode, std::memory_order_release);
@@ -855,49 +933,6 @@ void* runThread(void* argument) noexcept
 
 // ---- what the system tells
 
-// Start time (in ticks since the start of the system) and the processor times of a thread, from the kernel's own account.
-struct ThreadAccount
-{
-    unsigned __int64 start = 0;
-    unsigned __int64 user = 0;
-    unsigned __int64 kernel = 0;
-};
-
-bool readAccount(pid_t id, ThreadAccount& account) noexcept
-{
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", static_cast<int>(id));
-    int const file = open(path, O_RDONLY | O_CLOEXEC);
-    if (file < 0)
-    {
-        return false;
-    }
-    char text[1024];
-    ssize_t const size = read(file, text, sizeof text - 1);
-    close(file);
-    if (size <= 0)
-    {
-        return false;
-    }
-    text[size] = '\0';
-    // The name may hold anything; what follows its last parenthesis is numbers.
-    char const* const end = std::strrchr(text, ')');
-    unsigned long long user = 0;
-    unsigned long long kernel = 0;
-    unsigned long long start = 0;
-    if (end == nullptr ||
-        std::sscanf(end + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu %*d %*d %*d %*d %*d %*d %llu",
-                    &user, &kernel, &start) != 3)
-    {
-        return false;
-    }
-    unsigned __int64 const step = c_TicksInSecond / static_cast<unsigned __int64>(sysconf(_SC_CLK_TCK));
-    account.user = user * step;
-    account.kernel = kernel * step;
-    account.start = start * step;
-    return true;
-}
-
 int niceOf(int priority) noexcept
 {
     switch (priority)
@@ -1076,6 +1111,7 @@ void endThread(Parking& own) noexcept
             pthread_detach(pthread_self());
         }
         own.thread = nullptr;
+        keepOwnAccount(*record);
         finish(*record);
     }
 }
@@ -1156,7 +1192,7 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
 DWORD SuspendThread(HANDLE thread) noexcept
 {
     constexpr DWORD c_Failed = 0xFFFFFFFF;
-    PinnedThread const pinned(thread);
+    PinnedThread pinned(thread);
     if (!pinned)
     {
         return c_Failed;
@@ -1174,6 +1210,7 @@ DWORD SuspendThread(HANDLE thread) noexcept
     }
     if (error == ERROR_SUCCESS && isOwn(record))
     {
+        pinned.release(); // this frame may not be left in the ordinary way, and a thread keeps its own record
         obey(record, nullptr);
     }
     else if (error == ERROR_SUCCESS && !awaitAcknowledged(record, generation, deadlineIn(c_AcknowledgeMs)))
@@ -1270,9 +1307,12 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
         takeOwnReference(record);
         pinned.release(); // this frame is not left in the ordinary way
         letGo();
+        keepOwnAccount(record);
         finish(record);
         leaveProcess(); // the record may be another thread's by now
     }
+    ThreadAccount account;
+    bool const isAccountKnown = readAccount(record.id.load(std::memory_order_relaxed), account);
     {
         NoSuspend const guard;
         record.lock.lock();
@@ -1280,6 +1320,10 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
         if (!isEnded)
         {
             record.endCode = exitCode;
+            if (isAccountKnown)
+            {
+                keepAccount(record, account);
+            }
             takeOwnReference(record);
             ask(record, c_Dying);
         }
@@ -1393,11 +1437,15 @@ BOOL SetThreadPriority(HANDLE thread, int priority) noexcept
         return fail(ERROR_INVALID_PARAMETER);
     }
     pinned->priority.store(priority, std::memory_order_relaxed);
-    if (facts().canRestoreNice && pinned->exitCode.load(std::memory_order_relaxed) == STILL_ACTIVE)
+    NoSuspend const guard;
+    pinned->lock.lock();
+    // An id is another thread's once this one has ended. Until then its end waits for the lock.
+    if (facts().canRestoreNice && !pinned->isEnded)
     {
         int const nice = std::clamp(facts().baseNice + niceOf(priority), -20, 19);
         setpriority(PRIO_PROCESS, static_cast<id_t>(pinned->id.load(std::memory_order_relaxed)), nice);
     }
+    pinned->lock.unlock();
     return TRUE;
 }
 
@@ -1428,7 +1476,13 @@ DWORD_PTR SetThreadAffinityMask(HANDLE thread, DWORD_PTR mask) noexcept
             CPU_SET(i, &processors);
         }
     }
-    if (sched_setaffinity(pinned->id.load(std::memory_order_relaxed), sizeof processors, &processors) != 0)
+    NoSuspend const guard;
+    pinned->lock.lock();
+    // As for the priority.
+    bool const isSet = !pinned->isEnded && sched_setaffinity(pinned->id.load(std::memory_order_relaxed),
+                                                             sizeof processors, &processors) == 0;
+    pinned->lock.unlock();
+    if (!isSet)
     {
         SetLastError(ERROR_ACCESS_DENIED);
         return 0;
@@ -1494,15 +1548,7 @@ BOOL GetThreadTimes(HANDLE thread, FILETIME* creation, FILETIME* exit, FILETIME*
     {
         return fail(ERROR_INVALID_HANDLE);
     }
-    unsigned __int64 created = record.creationTime.load(std::memory_order_relaxed);
-    if (created == 0)
-    {
-        created = static_cast<unsigned __int64>(facts().bootTime) + account.start;
-        // Threads of one step tie; the process's first thread is the earliest of them.
-        created -= id == getpid() ? 1u : 0u;
-        record.creationTime.store(created, std::memory_order_relaxed);
-    }
-    *creation = toFileTime(created);
+    *creation = toFileTime(noteCreation(record, account));
     *exit = toFileTime(exitTime);
     *kernel = toFileTime(account.kernel);
     *user = toFileTime(account.user);
