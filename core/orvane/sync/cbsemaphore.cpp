@@ -39,7 +39,6 @@ CbSemaphore::CbSemaphore(CbSemaphore const& other) : m_count(other.m_count)
 CbSemaphore& CbSemaphore::operator=(CbSemaphore const& other)
 {
     closeHandle();
-    m_count = other.m_count;
     duplicate(other);
     return *this;
 }

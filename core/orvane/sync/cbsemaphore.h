@@ -43,6 +43,7 @@ public:
     unsigned long GetNumResources() const;
 
 private:
+    // The number stays the one that this object was made with.
     CbSemaphore& operator=(CbSemaphore const& other);
 
     void duplicate(CbSemaphore const& other);

@@ -30,8 +30,11 @@ CbThreadRunTasks::CbThreadRunTasks(wchar_t const* name, bool leaveWhenEmpty)
 
 CbThreadRunTasks::~CbThreadRunTasks()
 {
+    // The thread may be running a task that adds others. All nodes come from one pool and go back to it under the lock;
+    // the tasks are released without it.
+    TQueue unrun = takeAll();
+    while (takeHead(unrun) != nullptr)
     {
-        TQueue const unrun = takeAll();
     }
     // Before lock and events go: the thread may be using them.
     endThread();
@@ -60,7 +63,7 @@ CbThreadRunTasks::TCheckedBool CbThreadRunTasks::threadMethod()
 {
     for (;;)
     {
-        while (CbSmartPointer<CbTask> const task = takeHead())
+        while (CbSmartPointer<CbTask> const task = takeHead(m_queue))
         {
             task->Run();
         }
@@ -79,10 +82,10 @@ CbThreadRunTasks::TCheckedBool CbThreadRunTasks::threadMethod()
 }
 
 // Null where the queue is empty: no null is ever queued.
-CbSmartPointer<CbTask> CbThreadRunTasks::takeHead()
+CbSmartPointer<CbTask> CbThreadRunTasks::takeHead(TQueue& queue)
 {
     CbCriticalSectionAuto const holder(m_queueLock);
-    return m_queue.IsEmpty() ? CbSmartPointer<CbTask>() : m_queue.TakeHead();
+    return queue.IsEmpty() ? CbSmartPointer<CbTask>() : queue.TakeHead();
 }
 
 CbThreadRunTasks::TQueue CbThreadRunTasks::takeAll()

@@ -43,7 +43,7 @@ private:
     using TQueue = CbListBaseIntermediate<CbSmartPointer<CbTask>, 17>;
 
     TCheckedBool threadMethod();
-    CbSmartPointer<CbTask> takeHead();
+    CbSmartPointer<CbTask> takeHead(TQueue& queue);
     TQueue takeAll();
 
     CbCriticalSection m_queueLock;

@@ -44,12 +44,17 @@ Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
         {
             return Taking::Taken; // a manual-reset event or a thread: taking changes nothing
         }
+        if (Word::kind(word) == Kind::Mutex)
+        {
+            // First: ended between the two, the thread would leave a mutex behind that nobody abandons.
+            parking().hasOwnedMutex.store(true, std::memory_order_relaxed);
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        }
         if (ref.object->word.compare_exchange_weak(word, taken, std::memory_order_acq_rel, std::memory_order_acquire))
         {
             if (Word::kind(word) == Kind::Mutex)
             {
                 recursion.store(1, std::memory_order_relaxed);
-                parking().hasOwnedMutex.store(true, std::memory_order_relaxed);
             }
             return isAbandoned(word) ? Taking::TakenAbandoned : Taking::Taken;
         }

@@ -639,6 +639,13 @@ TEST_P(CbEventGroup, LeavesNoHandleWhateverTheResult)
                           waitForAll(tooMany, 0);
                           group[0].Set();
                           waitForAny(group, 0);
+                          group[1].Set();
+                          group[2].Set();
+                          EXPECT_EQ(waitForAll(group, 0), CbEvent::eWaitSignaled);
+                          for (CbEvent const& event : group)
+                          {
+                              event.Reset();
+                          }
                       }
                       CbEvent const& same = group[1];
                       group[1] = same;

@@ -125,6 +125,17 @@ TEST(CbTask, AnswersFromTheRecordOfADerivedClass)
     EXPECT_TRUE(task.IsKindOf(CbTask::RTTI));
 }
 
+TEST(CbTaskWaitUntilTerminate, TakesAWaitThatFailsForAnEnd)
+{
+    CTestTask const task;
+    auto& event = const_cast<CbEvent&>(task.GetTerminatedEvent());
+    EXPECT_FALSE(task.WaitUntilTerminate(0));
+    CbEvent const& same = event;
+    event = same; // which leaves it without a handle
+    EXPECT_TRUE(task.WaitUntilTerminate(0));
+    EXPECT_TRUE(task.WaitUntilTerminate(INFINITE));
+}
+
 // ---- running
 
 TEST(CbTaskRun, CallsTheStepsInOrderAndReturnsTheTask)

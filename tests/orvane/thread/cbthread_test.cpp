@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -394,6 +395,19 @@ TEST(CbThreadWaitUntilTerminate, IsFalseWhenTheTimeIsOver)
     EXPECT_TRUE(thread.WaitUntilTerminate(std::chrono::milliseconds(-1))) << "for ever";
     EXPECT_TRUE(thread.WaitUntilTerminate(0));
     EXPECT_TRUE(thread.WaitUntilTerminate(std::chrono::seconds(0)));
+}
+
+TEST(CbThreadWaitUntilTerminate, TakesAWaitThatFailsForAnEnd)
+{
+    CGuest thread;
+    thread.StartInside();
+    EXPECT_FALSE(thread.WaitUntilTerminate(0));
+    auto& handle = const_cast<HANDLE&>(fieldAt<HANDLE>(&thread, c_Handle));
+    HANDLE const good = std::exchange(handle, reinterpret_cast<HANDLE>(static_cast<ULONG_PTR>(0x7FFFFFF0)));
+    EXPECT_TRUE(thread.WaitUntilTerminate(0));
+    EXPECT_TRUE(thread.WaitUntilTerminate(std::chrono::milliseconds(0)));
+    EXPECT_TRUE(thread.WaitUntilTerminate());
+    handle = good;
 }
 
 TEST(CbThreadWaitUntilTerminate, WaitsForTheThreadAndNotForItsEvent)

@@ -1,11 +1,13 @@
 #include "orvane/thread/cbthreadruntasks.h"
 
+#include <cstddef>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "orvane/exception/cbexceptioncondition.h"
 #include "orvane/thread/testtask.h"
+#include "orvane/thread/testthread.h"
 #include "orvane/thread/threadtest.h"
 #include "platform/kernel/kernelsupport.h"
 #include "support/logline.h"
@@ -18,6 +20,12 @@ namespace
 // Long enough for a thread that would do something to have done it; decides on nothing where the thread does nothing.
 constexpr unsigned int c_LookMs = 20;
 
+// The fields behind those of the thread, as clients find them.
+using Queue = CbListBaseIntermediate<CbSmartPointer<CbTask>, 17>;
+constexpr std::size_t c_QueueLock = sizeof(CTestThread::CbThread);
+constexpr std::size_t c_Events = c_QueueLock + sizeof(CbCriticalSection);
+constexpr std::size_t c_Queue = c_Events + sizeof(CbArray<CbEvent>);
+constexpr std::size_t c_LeaveWhenEmpty = c_Queue + sizeof(Queue);
 } // namespace
 
 TEST(CbThreadRunTasks, IsNotStartedByItsConstructor)
@@ -27,6 +35,43 @@ TEST(CbThreadRunTasks, IsNotStartedByItsConstructor)
     EXPECT_FALSE(thread.IsRunning());
     EXPECT_EQ(thread.GetThreadHandle(), nullptr);
     EXPECT_EQ(thread.GetPriority(), CbThreadRunTasks::eThreadPriorityNormal);
+}
+
+TEST(CbThreadRunTasks, HasLockEventsQueueAndFlagBehindTheThreadsFields)
+{
+    CbThreadRunTasks const leaving(L"tasks", true);
+    EXPECT_EQ(fieldAt<char>(&leaving, c_LeaveWhenEmpty), 1);
+
+    CbThreadRunTasks thread(L"tasks", false);
+    EXPECT_EQ(fieldAt<char>(&thread, c_LeaveWhenEmpty), 0);
+    auto const& events = fieldAt<CbArray<CbEvent>>(&thread, c_Events);
+    ASSERT_EQ(events.GetCount(), 2u);
+    EXPECT_FALSE(events[0].IsSet());
+    EXPECT_FALSE(events[1].IsSet());
+    thread.Break();
+    EXPECT_TRUE(events[0].IsSet());
+    EXPECT_TRUE(events[0].IsSet()) << "until it is reset";
+    EXPECT_FALSE(events[1].IsSet());
+    EXPECT_EQ(fieldAt<Queue>(&thread, c_Queue).GetCount(), 0u);
+    {
+        // The queue lock keeps a task out of the queue.
+        auto const& lock = fieldAt<CbCriticalSection>(&thread, c_QueueLock);
+        lock.Enter();
+        std::jthread const adder([&] { thread.AddTask(makeTask()); });
+        EXPECT_EQ(events[1].Wait(c_LookMs), CbEvent::eWaitTimeout);
+        EXPECT_EQ(fieldAt<Queue>(&thread, c_Queue).GetCount(), 0u);
+        lock.Leave();
+    }
+    EXPECT_EQ(fieldAt<Queue>(&thread, c_Queue).GetCount(), 1u);
+    EXPECT_TRUE(events[1].IsSet());
+    EXPECT_TRUE(events[1].IsSet()) << "until it is reset";
+}
+
+TEST(CbThreadRunTasks, WantsTheProcessorsOfTheProcess)
+{
+    CbThreadRunTasks const thread(L"tasks", true);
+    EXPECT_EQ(fieldAt<unsigned __int64>(&thread, c_Mask), CbThreadRunTasks::GetProcessAffinityMask());
+    EXPECT_NE(CbThreadRunTasks::GetProcessAffinityMask(), 0u);
 }
 
 TEST(CbThreadRunTasks, EndsAtOnceWhereItLeavesWhenEmpty)
@@ -232,9 +277,25 @@ TEST(CbThreadRunTasksAddTask, RefusesNull)
     EXPECT_EQ(warnings[0].line, 64);
     EXPECT_EQ(warnings[0].function, "CbThreadRunTasks::AddTask");
     EXPECT_EQ(warnings[0].text, L"Unfulfilled Condition");
-    // Nothing was queued: the thread finds nothing to run.
+    // Nothing was queued: a null in the queue would be met as its end.
+    TaskPointer const next = makeTask();
+    thread.AddTask(next);
     EXPECT_TRUE(thread.Start());
     EXPECT_TRUE(thread.WaitUntilTerminate());
+    EXPECT_TRUE(thread.IsSuccessful());
+    EXPECT_EQ(next->calls, "bra");
+}
+
+TEST(CbThreadRunTasksAddTask, WakesNobodyWithNull)
+{
+    CLogRecorder const recorder;
+    CbThreadRunTasks thread(L"tasks", false);
+    thread.Break();
+    EXPECT_TRUE(thread.StartAndWait());
+    EXPECT_THROW(thread.AddTask(nullptr), CbExceptionCondition);
+    EXPECT_FALSE(thread.WaitUntilTerminate(c_LookMs));
+    thread.AddTask(makeTask());
+    EXPECT_TRUE(thread.WaitUntilTerminate(c_PatienceMs));
     EXPECT_TRUE(thread.IsSuccessful());
 }
 
@@ -286,4 +347,51 @@ TEST(CbThreadRunTasksDestructor, ReleasesWhatWasNotRun)
         }
     }
     EXPECT_EQ(released, 25);
+}
+
+// The nodes of what is released and of what is added come from one pool.
+TEST(CbThreadRunTasksDestructor, ReleasesTasksWhileARunningTaskAddsOthers)
+{
+    CLogRecorder const recorder;
+    CGate isInside;
+    std::atomic<bool> isOver = false;
+    std::atomic<int> added = 0;
+    int released = 0;
+    {
+        CbThreadRunTasks thread(L"tasks", true);
+        thread.AddTask(makeTask(
+            [&]
+            {
+                isInside.Open();
+                while (!isOver)
+                {
+                    thread.AddTask(makeTask());
+                    ++added;
+                    std::this_thread::yield();
+                }
+            }));
+        for (int n = 0; n < 50; ++n)
+        {
+            TaskPointer task = makeTask([] { ADD_FAILURE() << "it was released"; });
+            task->onEnd = [&]
+            {
+                ++released;
+                int const before = added;
+                EXPECT_TRUE(kerneltest::becomes([&] { return added != before; })) << "the lock is free meanwhile";
+            };
+            thread.AddTask(std::move(task));
+        }
+        TaskPointer last = makeTask();
+        last->onEnd = [&]
+        {
+            // So that the thread ends by itself, and is not killed.
+            isOver = true;
+            EXPECT_TRUE(thread.WaitUntilTerminate(c_PatienceMs));
+        };
+        thread.AddTask(std::move(last));
+        EXPECT_TRUE(thread.Start());
+        ASSERT_TRUE(isInside.Pass());
+    }
+    EXPECT_EQ(released, 50);
+    EXPECT_TRUE(recorder.GetRecords().empty()) << "nothing was killed";
 }

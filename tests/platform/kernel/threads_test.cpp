@@ -599,56 +599,48 @@ TEST(OpenThread, FailsWith87ForAnIdOfNoThread)
 
 namespace
 {
-// Threads that no call of the kernel's has seen, until the end of the scope.
-class CStrangers
+// A thread that makes no call but for its id, until the end of the scope: nobody has opened it, and it waits for nothing
+// that is the system's to signal.
+class CStranger
 {
 public:
-    explicit CStrangers(int count)
+    CStranger()
     {
-        const std::shared_future<void> leave = m_leave.get_future().share();
-        for (int n = 0; n < count; ++n)
-        {
-            m_threads.emplace_back([leave] { leave.wait(); });
-        }
+        std::promise<DWORD> isHere;
+        m_thread = std::thread(
+            [this, &isHere]
+            {
+                isHere.set_value(GetCurrentThreadId());
+                m_leave.get_future().wait();
+            });
+        m_id = isHere.get_future().get();
     }
 
-    CStrangers(CStrangers const&) = delete;
-    CStrangers& operator=(CStrangers const&) = delete;
+    CStranger(CStranger const&) = delete;
+    CStranger& operator=(CStranger const&) = delete;
 
-    ~CStrangers()
+    ~CStranger()
     {
         m_leave.set_value();
-        for (std::thread& thread : m_threads)
-        {
-            thread.join();
-        }
+        m_thread.join();
+    }
+
+    DWORD GetId() const
+    {
+        return m_id;
     }
 
 private:
     std::promise<void> m_leave;
-    std::vector<std::thread> m_threads;
+    DWORD m_id = 0;
+    std::thread m_thread;
 };
-
-// Opens and closes each thread that there still is, as who looks for the oldest one does. Returns how many handles were
-// not those of the thread.
-int openEachThread(std::vector<DWORD> const& ids)
-{
-    int wrong = 0;
-    for (const DWORD id : ids)
-    {
-        const HANDLE thread = OpenThread(0x0040, FALSE, id);
-        wrong += thread == nullptr || (GetThreadId(thread) == id && CloseHandle(thread)) ? 0 : 1;
-    }
-    return wrong;
-}
 } // namespace
 
 TEST(OpenThreadStress, ThreadsThatOpenAndCloseTheSameThreadLeaveOtherObjectsAlone)
 {
     constexpr int c_Rounds = 5'000 * c_Pace;
-    const CStrangers stranger(1);
-    std::vector<DWORD> ids = listOwnThreads();
-    std::erase(ids, GetCurrentThreadId());
+    const CStranger stranger;
     std::atomic<int> wrong = 0;
     std::atomic<bool> isOver = false;
     std::vector<std::thread> openers;
@@ -659,7 +651,8 @@ TEST(OpenThreadStress, ThreadsThatOpenAndCloseTheSameThreadLeaveOtherObjectsAlon
             {
                 for (int round = 0; round < c_Rounds && wrong == 0; ++round)
                 {
-                    wrong += openEachThread(ids);
+                    const HANDLE thread = OpenThread(0x0040, FALSE, stranger.GetId());
+                    wrong += GetThreadId(thread) == stranger.GetId() && CloseHandle(thread) ? 0 : 1;
                 }
             });
     }
@@ -688,10 +681,7 @@ TEST(OpenThreadStress, ThreadsThatOpenAnUnknownThreadTogetherGetTheSameObject)
 {
     constexpr int c_Openers = 4;
     constexpr int c_Rounds = 200 * c_Pace;
-    const CStrangers stranger(1);
-    std::vector<DWORD> ids = listOwnThreads();
-    std::erase(ids, GetCurrentThreadId());
-    ASSERT_EQ(ids.size(), 1u);
+    const CStranger stranger;
     std::array<HANDLE, c_Openers> opened{};
     CStartingLine line(c_Openers + 1);
     std::vector<std::thread> openers;
@@ -703,7 +693,7 @@ TEST(OpenThreadStress, ThreadsThatOpenAnUnknownThreadTogetherGetTheSameObject)
                 for (int round = 0; round < c_Rounds; ++round)
                 {
                     line.Meet();
-                    handle = OpenThread(0x0060, FALSE, ids[0]); // to ask it and to set it
+                    handle = OpenThread(0x0060, FALSE, stranger.GetId()); // to ask it and to set it
                     line.Meet();
                     line.Meet();
                     CloseHandle(handle);
