@@ -31,9 +31,10 @@ constexpr char c_Plain[] = "dbghelp.dll";
 // What the support library of the test does, and what was asked of it.
 struct SSupport
 {
-    Texts loaded;   // names of libraries asked for
-    Texts resolved; // names of functions asked for
-    Texts cleanUps;
+    Texts loaded;                 // names of libraries asked for
+    Texts resolved;               // names of functions asked for
+    std::vector<HANDLE> sessions; // the handles that they began and ended with
+    std::vector<HANDLE> cleanUps;
     unsigned int freed = 0;
     std::set<std::string> libraries{c_Plain};
     std::set<std::string> missing; // functions that are not there
@@ -74,16 +75,17 @@ struct SSupport
 
 SSupport s_support;
 
-BOOL initialize(HANDLE, char const* path, BOOL)
+BOOL initialize(HANDLE process, char const* path, BOOL)
 {
+    s_support.sessions.push_back(process);
     s_support.hasSearchPath = path != nullptr;
     s_support.searchPath = path != nullptr ? path : "";
     return s_support.canInitialize;
 }
 
-BOOL cleanUp(HANDLE)
+BOOL cleanUp(HANDLE process)
 {
-    s_support.cleanUps.emplace_back("SymCleanup");
+    s_support.cleanUps.push_back(process);
     return TRUE;
 }
 
@@ -577,6 +579,37 @@ TEST_F(StackWalker, EndsTheSessionAndFreesTheLibraryAtItsEnd)
 
     EXPECT_EQ(s_support.cleanUps.size(), 1u);
     EXPECT_EQ(s_support.freed, 1u);
+}
+
+TEST_F(StackWalker, HasASessionUnderAHandleOfItsOwn)
+{
+    HANDLE const process = GetCurrentProcess();
+    HANDLE copy = nullptr;
+    ASSERT_TRUE(DuplicateHandle(process, process, process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS));
+    // On Linux, where sessions are nothing, the handle of the process is its own duplicate.
+    bool const areHandlesApart = copy != process;
+    CloseHandle(copy);
+    {
+        CWalker first;
+        CWalker second;
+        EXPECT_TRUE(first.LoadModules());
+        EXPECT_TRUE(second.LoadModules());
+        EXPECT_TRUE(first.LoadModules());
+        ASSERT_EQ(s_support.sessions.size(), 2u);
+        if (areHandlesApart)
+        {
+            EXPECT_NE(s_support.sessions[0], process);
+            EXPECT_NE(s_support.sessions[1], process);
+            EXPECT_NE(s_support.sessions[0], s_support.sessions[1]);
+        }
+    }
+
+    EXPECT_EQ(s_support.cleanUps, (std::vector<HANDLE>{s_support.sessions[1], s_support.sessions[0]}));
+    for (HANDLE const closed : s_support.cleanUps)
+    {
+        EXPECT_EQ(DuplicateHandle(process, closed, process, nullptr, 0, FALSE, DUPLICATE_SAME_ACCESS) != FALSE,
+                  !areHandlesApart);
+    }
 }
 
 // ---- initialisation
