@@ -1341,9 +1341,9 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
         {
             ask(record, c_Dying | c_Forced);
         }
-        if (!sendStop(record))
+        if (!sendStop(record) && errno == ESRCH)
         {
-            break; // it has ended meanwhile
+            break; // it has ended meanwhile; any other failure, such as a full queue of signals, passes
         }
         awaitValue(record.gone, 1, deadlineIn(0, c_PoliteNs));
     }
