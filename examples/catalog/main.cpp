@@ -11,7 +11,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -237,10 +236,16 @@ private:
         {
             m_files.push_back(entry.path());
         }
-        else if (!fs::exists(status) && !entry.is_symlink(error))
+        else if (!fs::exists(status) && !leadsNowhere(entry, status))
         {
             refuse(entry.path(), error ? error : std::make_error_code(std::errc::no_such_file_or_directory));
         }
+    }
+
+    static bool leadsNowhere(fs::directory_entry const& entry, fs::file_status const& status)
+    {
+        std::error_code ignored;
+        return status.type() == fs::file_type::not_found && entry.is_symlink(ignored);
     }
 
     void refuse(fs::path const& path, std::error_code const& error)
