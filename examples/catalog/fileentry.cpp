@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <string>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include "filestreams.h"
+#include "pathtext.h"
 
 CB_IMPLEMENT_CLASS(CFileEntry);
 
@@ -20,22 +22,22 @@ constexpr std::size_t c_BlockSize = 262'144;
 constexpr unsigned __int64 c_FnvStart = 0xCBF29CE484222325;
 constexpr unsigned __int64 c_FnvPrime = 0x100000001B3;
 
-std::system_error lastSystemError(char const* what)
+// Opens a file that comes to an end: a device or a pipe may not. Raises: a std::exception with the reason.
+std::ifstream open(std::filesystem::path const& path)
 {
-    return std::system_error(errno, std::generic_category(), what);
-}
-
-// A file's name may hold bytes that are no text; that is one of the reasons why a file cannot be catalogued.
-std::wstring nameOf(std::filesystem::path const& path)
-{
-    try
+    std::error_code ignored;
+    std::filesystem::file_status const status = std::filesystem::status(path, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
     {
-        return path.generic_wstring();
+        throw std::runtime_error("neither a file nor a directory");
     }
-    catch (std::exception const&)
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
     {
-        return L"a file whose name is no text";
+        throw LastFileError("opening");
     }
+    return file;
 }
 
 // Date-times are stored as local text to the second. What that does not tell is dropped at once, so that an entry that is
@@ -44,7 +46,7 @@ CbVariant writtenTimeOf(std::filesystem::path const& path)
 {
     constexpr wchar_t const* c_StoredForm = L"Y-m-d H:i:s";
     CbDateTime time;
-    if (!time.ReadFileModificationTime(path.wstring().c_str()))
+    if (!time.ReadFileModificationTime(WideTextOf(path).c_str()))
     {
         return {};
     }
@@ -56,23 +58,20 @@ CFileEntry CFileEntry::FromFile(std::filesystem::path const& path)
 {
     try
     {
-        std::wstring const name = path.generic_wstring();
+        std::wstring const name = GenericTextOf(path);
         unsigned __int64 size = 0;
         unsigned __int64 digest = c_FnvStart;
         CbArray<unsigned char> firstBytes;
 
-        std::ifstream file(path, std::ios::binary);
-        if (!file)
-        {
-            throw lastSystemError("opening");
-        }
+        std::ifstream file = open(path);
         std::vector<char> block(c_BlockSize);
         do
         {
+            errno = 0;
             file.read(block.data(), static_cast<std::streamsize>(block.size()));
             if (file.bad())
             {
-                throw lastSystemError("reading");
+                throw LastFileError("reading");
             }
             std::size_t const count = static_cast<std::size_t>(file.gcount());
             auto const* const bytes = reinterpret_cast<unsigned char const*>(block.data());
@@ -98,7 +97,7 @@ CFileEntry CFileEntry::FromFile(std::filesystem::path const& path)
     catch (std::exception const& exception)
     {
         CbExceptionStd const cause(CB_SITE("CFileEntry::FromFile"), exception);
-        throw CbException(CB_SITE("CFileEntry::FromFile"), cause, (L"cannot read " + nameOf(path)).c_str());
+        throw CbException(CB_SITE("CFileEntry::FromFile"), cause, (L"cannot read " + ShownTextOf(path)).c_str());
     }
 }
 

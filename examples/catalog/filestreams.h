@@ -5,16 +5,21 @@
 
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "orvane/orvane.h"
+
+/// What the last call on a file failed with; "reading" and its like say what was tried.
+/// Set errno to 0 before the call: not every failure has a reason.
+std::system_error LastFileError(char const* what);
 
 class CFileWriteStream : public CbStreamWriteBinary
 {
 public:
-    /// Creates or replaces the file. Raises: CbExceptionStream where that fails.
+    /// Creates or replaces the file. Raises: CbExceptionStd with the system's reason where that fails.
     explicit CFileWriteStream(std::filesystem::path const& path);
 
-    /// Raises: CbExceptionStream where what was written does not reach the file.
+    /// Raises: CbExceptionStd with the system's reason where what was written does not reach the file.
     void Close();
 
 protected:
@@ -27,10 +32,11 @@ private:
 class CFileReadStream : public CbStreamReadBinary
 {
 public:
-    /// Raises: CbExceptionStream where the file cannot be opened.
+    /// Raises: CbExceptionStd with the system's reason where the file cannot be opened, or is a directory.
     explicit CFileReadStream(std::filesystem::path const& path);
 
 protected:
+    /// Raises: CbExceptionStd with the system's reason where reading fails. The end of the file is no failure.
     unsigned __int64 read(void* data, unsigned __int64 size) override;
 
 private:

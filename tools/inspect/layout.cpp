@@ -31,6 +31,10 @@ public:
         {
             throw std::invalid_argument("a parenthesis is closed that was not opened");
         }
+        if (layout.empty())
+        {
+            throw std::invalid_argument("the layout is empty");
+        }
         return layout;
     }
 
@@ -51,6 +55,7 @@ private:
     SItem parseItem(unsigned int depth)
     {
         SItem item;
+        std::string_view const begin = m_rest;
         std::size_t const star = m_rest.find_first_of("*() \t\r\n");
         if (star != std::string_view::npos && m_rest[star] == '*')
         {
@@ -73,6 +78,10 @@ private:
             return item;
         }
         std::string_view const name = m_rest.substr(0, m_rest.find_first_of("() \t\r\n"));
+        if (name.empty())
+        {
+            throw std::invalid_argument("no type stands behind '" + std::string(begin.substr(0, star + 1)) + "'");
+        }
         auto const* const found = std::find(c_Names.begin(), c_Names.end(), name);
         if (found == c_Names.end())
         {

@@ -44,7 +44,7 @@ using Layout = std::vector<SItem>;
 
 /// Reads items with blanks between them: the name of a type or a group in parentheses, and before it, with a star, how
 /// often it stands there: a number, "n" for the last whole number that was read, or nothing for all that is left.
-/// Raises: std::invalid_argument with the reason.
+/// Raises: std::invalid_argument with the reason; blanks alone are no layout.
 Layout ParseLayout(std::string_view text);
 
 /// As it is written in a layout.
