@@ -607,6 +607,8 @@ void letGo() noexcept
 // The end of a thread that another one ends.
 [[noreturn]] void die(ThreadRecord& record) noexcept
 {
+    // Never left: the other thread asks again and again, and a lock that is held here must not be left so.
+    NoSuspend const guard;
     letGo();
     acknowledge(record, record.control.load(std::memory_order_relaxed)); // somebody may still wait for it to stop
     record.gone.store(1, std::memory_order_release);

@@ -281,7 +281,7 @@ TEST(SuspendStress, AThreadThatStopsAnotherOne)
         });
     // Wherever the stopper is stopped, others can stop and resume the same thread.
     bool isRight = true;
-    for (int round = 0; round < 200 * c_Pace; ++round)
+    for (int round = 0; round < 50 * c_Pace; ++round)
     {
         isRight = isRight && advances(turns, turns.load());
         isRight = isRight && SuspendThread(stopper) == 0;

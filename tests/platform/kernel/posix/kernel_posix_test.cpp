@@ -322,6 +322,39 @@ TEST(TerminateThread, OfAWaitingReaderLeavesAFreeLockToOthers)
     useLockWithoutAWaitingReader(EFate::eEnded);
 }
 
+// On Windows a thread that is ended while it makes objects may leave the heap locked.
+TEST(TerminateThreadStress, OfAThreadThatOwnsManyMutexesAbandonsEachOfThem)
+{
+    constexpr std::size_t c_Mutexes = 2'000 * c_Pace;
+    for (int round = 0; round < 5; ++round)
+    {
+        std::vector<CHandle> mutexes(c_Mutexes);
+        std::atomic<bool> isOwner = false;
+        const CThread owner(
+            [&]() -> DWORD
+            {
+                for (CHandle& mutex : mutexes)
+                {
+                    mutex = makeMutex(true);
+                }
+                isOwner = true;
+                for (;;)
+                {
+                    CloseHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+                }
+            });
+        EXPECT_TRUE(becomes([&] { return isOwner.load(); }));
+        EXPECT_TRUE(TerminateThread(owner, 1));
+        EXPECT_TRUE(owner.Join());
+        int abandoned = 0;
+        for (CHandle const& mutex : mutexes)
+        {
+            abandoned += look(mutex) == WAIT_ABANDONED_0 && ReleaseMutex(mutex) ? 1 : 0;
+        }
+        EXPECT_EQ(abandoned, static_cast<int>(c_Mutexes));
+    }
+}
+
 TEST(ReleaseSemaphore, FailsWith87ForACountBelowOne)
 {
     const CHandle semaphore = makeSemaphore(1, 5);
