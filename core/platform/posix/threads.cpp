@@ -573,12 +573,6 @@ bool isInLibrary(void const* context) noexcept
 // What the calling thread waits for or owns is left to the others.
 void letGo() noexcept
 {
-    // For good: who ends this thread goes on asking, and a request that came while it holds a lock here would want to begin
-    // its end again.
-    std::atomic<unsigned int>& depth = stopState().depth;
-    depth.store(depth.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    std::atomic_signal_fence(std::memory_order_seq_cst);
-
     Parking* const own = existingParking();
     if (own == nullptr)
     {
