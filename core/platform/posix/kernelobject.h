@@ -118,9 +118,10 @@ struct Parking
 {
     std::atomic<std::uint32_t> token{0}; // 0 awake, 1 asleep, 2 woken
     std::uint32_t threadId = 0;
-    std::uint32_t lookNs = 8'000;  // how long to look before sleeping; 0: not at all, but for probes
-    std::uint32_t probeEvery = 64; // waits
-    std::uint32_t waitsSinceProbe = 0;
+    std::uint64_t usualWaitNs = 8'000; // how long its waits last, on average over the last ones
+    std::uint32_t waitsToSkip = 0;     // before it looks again instead of going to sleep
+    std::uint32_t nextSkip = 1;        // after a look that brought nothing
+    std::uint32_t looksToKeep = 0;     // the processor, before it is offered to others again
     std::atomic<bool> hasOwnedMutex{false};
     ThreadRecord* thread = nullptr;     // the thread's record, once it has one
     WaitOperation* operation = nullptr; // the wait that is queued at objects, until it is withdrawn

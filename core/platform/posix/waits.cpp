@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <sched.h>
 
 #include "deadline.h"
 #include "kernelobject.h"
@@ -77,11 +78,14 @@ Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
 
 // ---- sleeping
 
-constexpr std::uint32_t c_LongestLookNs = 40'000; // about what falling asleep and being woken across processors cost
-constexpr std::uint64_t c_ShortestLookNs = 1'000; // below that a look is not worth its clock
+constexpr std::uint64_t c_LongestLookNs = 100'000; // some times what falling asleep and being woken cost
+constexpr std::uint64_t c_ShortestLookNs = 4'000;
+constexpr std::uint64_t c_AloneNs = 300; // looks before the processor is offered to others
+constexpr std::uint64_t c_RepaidNs =
+    2'000; // by a wait that keeps the processor, of the time that an offer of it has cost
+constexpr std::uint64_t c_HeldUpNs = 500'000; // what others take at once where they do not only look as well
 constexpr std::uint32_t c_LooksPerClock = 8;
-constexpr std::uint32_t c_MostOftenProbe = 64; // waits from one probe to the next
-constexpr std::uint32_t c_LeastOftenProbe = 1024;
+constexpr std::uint32_t c_MostSkipped = 1024; // waits
 
 std::uint64_t steadyNs() noexcept
 {
@@ -95,52 +99,76 @@ bool isDecided(WaitOperation const& operation) noexcept
     return operation.state.load(std::memory_order_acquire) != WaitOperation::c_Waiting;
 }
 
-// How long the wait took to be decided while the thread looked at it, in nanoseconds; more than the limit if it was not.
-std::uint64_t lookUntilDecided(WaitOperation const& operation, std::uint64_t limitNs) noexcept
+// Looks at the wait until it is decided or the limit has passed, and returns how long that took, in nanoseconds. In between
+// the processor may be offered to others: whom the wait is for may have none.
+std::uint64_t lookUntilDecided(WaitOperation const& operation, std::uint64_t begin, std::uint64_t limitNs,
+                               bool isOffering) noexcept
 {
-    std::uint64_t const begin = steadyNs();
-    std::uint64_t elapsed = 0;
+    std::uint64_t now = begin;
+    std::uint64_t offered = begin;
     do
     {
         for (std::uint32_t i = 0; i < c_LooksPerClock; ++i)
         {
             if (isDecided(operation))
             {
-                return elapsed;
+                return now - begin;
             }
             spinPause();
         }
-        elapsed = steadyNs() - begin;
-    } while (elapsed <= limitNs);
-    return elapsed;
+        now = steadyNs();
+        if (isOffering && now - offered >= c_AloneNs)
+        {
+            sched_yield();
+            now = steadyNs();
+            offered = now;
+        }
+    } while (now - begin <= limitNs);
+    return now - begin;
 }
 
-// Looks at the wait for a while before the thread sleeps. How long adapts to what it brought lately: on one processor,
-// or with slow partners, that is soon nothing, but for a probe now and then. A probe is as long as two wakes: it must
-// outlast the wake of a partner who sleeps as well, or two threads that could look for each other would never find out.
-bool spinUntilDecided(WaitOperation const& operation, Parking& own) noexcept
+// Looks at the wait for a while before the thread sleeps, where its waits have been short lately, whether it slept in them
+// or not: two threads that only wait for each other's wakes find out that they need not sleep. Looks that bring nothing
+// become rarer.
+//
+// On a busy processor who offers it is not back before others have had their time, some milliseconds. That is repaid by many
+// looks that keep the processor.
+void lookBeforeSleep(WaitOperation const& operation, Parking& own, std::uint64_t begin) noexcept
 {
-    bool const isProbe = own.lookNs == 0;
-    if (isProbe)
+    if (own.waitsToSkip != 0)
     {
-        if (++own.waitsSinceProbe < own.probeEvery)
-        {
-            return false;
-        }
-        own.waitsSinceProbe = 0;
+        --own.waitsToSkip;
+        return;
     }
-    std::uint64_t const limit = isProbe ? c_LongestLookNs : own.lookNs;
-    std::uint64_t const elapsed = lookUntilDecided(operation, limit);
+    if (own.usualWaitNs > c_LongestLookNs)
+    {
+        return;
+    }
+    bool const isOffering = own.looksToKeep == 0;
+    own.looksToKeep -= isOffering ? 0 : 1;
+    std::uint64_t const limit = std::min(c_LongestLookNs, 2 * own.usualWaitNs + c_ShortestLookNs);
+    std::uint64_t const elapsed = lookUntilDecided(operation, begin, limit, isOffering);
     if (elapsed <= limit)
     {
-        own.lookNs =
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(c_LongestLookNs, 2 * elapsed + 4 * c_ShortestLookNs));
-        own.probeEvery = c_MostOftenProbe;
-        return true;
+        own.nextSkip = std::max(own.nextSkip / 2, 1u);
+        return;
     }
-    own.lookNs = own.lookNs / 2 < c_ShortestLookNs ? 0 : own.lookNs / 2;
-    own.probeEvery = std::min(c_LeastOftenProbe, isProbe ? own.probeEvery * 2 : own.probeEvery);
-    return false;
+    if (isOffering && elapsed - limit >= c_HeldUpNs)
+    {
+        own.looksToKeep = static_cast<std::uint32_t>((elapsed - limit) / c_RepaidNs);
+    }
+    if (!isDecided(operation))
+    {
+        own.waitsToSkip = own.nextSkip;
+        own.nextSkip = std::min(own.nextSkip * 2, c_MostSkipped);
+    }
+}
+
+void noteWait(Parking& own, std::uint64_t begin) noexcept
+{
+    // A single long wait does not count for more than some short ones.
+    std::uint64_t const elapsed = std::min(steadyNs() - begin, 4 * c_LongestLookNs);
+    own.usualWaitNs = (3 * own.usualWaitNs + elapsed) / 4;
 }
 
 // Returns once the wait is decided, by a signaller or by its time.
@@ -158,10 +186,8 @@ void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) 
         return;
     }
     Deadline const deadline(timeoutMs);
-    if (spinUntilDecided(operation, own))
-    {
-        return;
-    }
+    std::uint64_t const begin = steadyNs();
+    lookBeforeSleep(operation, own, begin);
     while (!isDecided(operation))
     {
         std::uint32_t awake = 0;
@@ -177,9 +203,10 @@ void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) 
         if (!isInTime && operation.state.compare_exchange_strong(waiting, WaitOperation::c_TimedOut,
                                                                  std::memory_order_acq_rel, std::memory_order_acquire))
         {
-            return;
+            break;
         }
     }
+    noteWait(own, begin);
 }
 
 // ---- blocking
