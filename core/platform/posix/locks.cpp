@@ -512,6 +512,24 @@ bool tryShare(CWord word, Word& seen) noexcept
     return false;
 }
 
+// Returns once the waiter has had its turn. It looks for that, counts itself among those that wait, and sleeps.
+template <class TWaiter>
+void waitForTurn(TWaiter waiter) noexcept
+{
+    const auto tryTurn = [&waiter] { return waiter.TryTurn(); };
+    while (!tryTurn() && !spin(tryTurn))
+    {
+        if (waiter.IsCounted())
+        {
+            waiter.Sleep();
+        }
+        else
+        {
+            waiter.Join();
+        }
+    }
+}
+
 class CWaitingReader
 {
 public:
@@ -519,29 +537,12 @@ public:
     {
     }
 
-    void Wait() noexcept
-    {
-        const auto tryTurn = [this] { return this->tryTurn(); };
-        while (!tryTurn() && !spin(tryTurn))
-        {
-            if (isCounted())
-            {
-                sleep();
-            }
-            else
-            {
-                join();
-            }
-        }
-    }
-
-private:
-    bool isCounted() const noexcept
+    bool IsCounted() const noexcept
     {
         return m_hasJoined && (m_seen & (c_Phase | c_Epoch)) == m_joined;
     }
 
-    bool tryTurn() noexcept
+    bool TryTurn() noexcept
     {
         m_seen = m_word.Load();
         for (;;)
@@ -557,7 +558,7 @@ private:
                 return false;
             }
             const Word wanted =
-                isInOrder ? withReader(m_seen) - (isCounted() ? c_OneWaitingReader : 0) : forget(m_seen) + c_OneReader;
+                isInOrder ? withReader(m_seen) - (IsCounted() ? c_OneWaitingReader : 0) : forget(m_seen) + c_OneReader;
             if (m_word.Exchange(m_seen, wanted, std::memory_order_acquire))
             {
                 if (!isInOrder)
@@ -569,13 +570,13 @@ private:
         }
     }
 
-    void sleep() noexcept
+    void Sleep() noexcept
     {
         m_isTired = !m_word.Sleep(m_seen, c_Reader) || m_isTired;
     }
 
     // Counts the thread among those that wait.
-    void join() noexcept
+    void Join() noexcept
     {
         // Nobody wakes readers where only their number keeps them out, and no more may be countable.
         if ((m_seen & (c_Writer | c_WaitingWriters)) == 0 || (m_seen & c_WaitingReaders) == c_WaitingReaders)
@@ -589,6 +590,7 @@ private:
         }
     }
 
+private:
     const CWord m_word;
     Word m_seen = 0;
     Word m_joined = 0; // phase and epoch in which the thread was counted last
@@ -600,7 +602,7 @@ private:
 [[gnu::noinline]] void waitToShare(CWord word) noexcept
 {
     const CErrnoKeeper keeper;
-    CWaitingReader(word).Wait();
+    waitForTurn(CWaitingReader(word));
 }
 
 bool tryTakeAlone(CWord word, Word& seen) noexcept
@@ -622,41 +624,19 @@ public:
     {
     }
 
-    void Wait() noexcept
-    {
-        const auto tryTurn = [this] { return this->tryTurn(); };
-        while (!tryTurn() && !spin(tryTurn))
-        {
-            if (isCounted())
-            {
-                sleep();
-            }
-            else
-            {
-                join();
-            }
-        }
-    }
-
-private:
-    bool isCounted() const noexcept
+    bool IsCounted() const noexcept
     {
         return m_hasJoined && (m_seen & c_Epoch) == m_joined;
     }
 
-    bool isInOrder() const noexcept
-    {
-        return (m_seen & c_ReadersTurn) == 0 && ((m_seen & c_WriterStarves) == 0 || m_hunger.IsStarving());
-    }
-
-    bool tryTurn() noexcept
+    bool TryTurn() noexcept
     {
         m_seen = m_word.Load();
         while (isFree(m_seen) && (isInOrder() || m_isTired))
         {
             const bool isForgetting = !isInOrder();
             const Word left =
-                isForgetting ? forget(m_seen) : (m_seen & ~c_WriterStarves) - (isCounted() ? c_OneWaitingWriter : 0);
+                isForgetting ? forget(m_seen) : (m_seen & ~c_WriterStarves) - (IsCounted() ? c_OneWaitingWriter : 0);
             if (m_word.Exchange(m_seen, left | c_Writer, std::memory_order_acquire))
             {
                 if (isForgetting)
@@ -669,7 +649,7 @@ private:
         return false;
     }
 
-    void sleep() noexcept
+    void Sleep() noexcept
     {
         const bool isStarving = m_hunger.Grow();
         if (isFree(m_seen) && isInOrder())
@@ -684,7 +664,7 @@ private:
     }
 
     // Counts the thread among those that wait: no new reader comes in from here on.
-    void join() noexcept
+    void Join() noexcept
     {
         if ((m_seen & c_WaitingWriters) == c_WaitingWriters)
         {
@@ -695,6 +675,12 @@ private:
             m_joined = m_seen & c_Epoch;
             m_hasJoined = true;
         }
+    }
+
+private:
+    bool isInOrder() const noexcept
+    {
+        return (m_seen & c_ReadersTurn) == 0 && ((m_seen & c_WriterStarves) == 0 || m_hunger.IsStarving());
     }
 
     const CWord m_word;
@@ -708,7 +694,7 @@ private:
 [[gnu::noinline]] void waitToTakeAlone(CWord word) noexcept
 {
     const CErrnoKeeper keeper;
-    CWaitingWriter(word).Wait();
+    waitForTurn(CWaitingWriter(word));
 }
 } // namespace
 
