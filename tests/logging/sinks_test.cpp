@@ -396,8 +396,7 @@ TEST_F(RotatingFileSink, ShowsLinesOnStandardErrorAndTheReasonOnceUntilTheFileCa
     std::filesystem::remove(file());
     sink->Write(recordOf(L"five"));
     EXPECT_THAT(linesOf(readFile(file())), ElementsAre(EndsWith(": five")));
-    std::filesystem::remove(file());
-    std::filesystem::create_directory(file());
+    // The next line would have to have the file renamed.
     EXPECT_THAT(linesOnStandardError([&] { sink->Write(recordOf(L"six")); }), SizeIs(2));
 }
 

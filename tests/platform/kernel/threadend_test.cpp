@@ -2,10 +2,8 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include "kernelsupport.h"
-#include "pace.h"
 
 using namespace kerneltest;
 
@@ -35,45 +33,6 @@ STimes timesOf(HANDLE thread)
     return {toNumber(created), toNumber(exited), toNumber(kernel) + toNumber(user)};
 }
 } // namespace
-
-TEST(TerminateThreadStress, AbandonsAllMutexesOfAThreadThatIsInsideACall)
-{
-    std::vector<CHandle> mutexes;
-    for (int n = 0; n < 300 * c_Pace; ++n)
-    {
-        mutexes.push_back(makeMutex());
-    }
-    const CHandle event = makeEvent(eManual);
-    for (int round = 0; round < 30 * c_Pace; ++round)
-    {
-        std::atomic<bool> isOwner = false;
-        const CThread thread(
-            [&]() -> DWORD
-            {
-                for (CHandle const& mutex : mutexes)
-                {
-                    WaitForSingleObject(mutex, INFINITE);
-                }
-                isOwner = true;
-                for (;;)
-                {
-                    HANDLE copy = nullptr;
-                    DuplicateHandle(GetCurrentProcess(), event, GetCurrentProcess(), &copy, 0, FALSE,
-                                    DUPLICATE_SAME_ACCESS);
-                    CloseHandle(copy);
-                }
-            });
-        ASSERT_TRUE(becomes([&] { return isOwner.load(); }));
-        ASSERT_TRUE(TerminateThread(thread, 1));
-        ASSERT_TRUE(thread.Join());
-
-        for (CHandle const& mutex : mutexes)
-        {
-            ASSERT_EQ(look(mutex), WAIT_ABANDONED) << "round " << round;
-            ASSERT_TRUE(ReleaseMutex(mutex));
-        }
-    }
-}
 
 TEST(ThreadTimes, OfATerminatedThreadAreItsOwn)
 {
