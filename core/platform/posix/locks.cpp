@@ -407,17 +407,19 @@ namespace
 using Word = std::uintptr_t;
 
 constexpr Word c_Writer = 1;        // one is inside
-constexpr Word c_Phase = 2;         // turned by each writer that lets go for readers
-constexpr Word c_WriterStarves = 4; // one that waits does
-constexpr Word c_ReadersTurn = 8;   // a free lock is for readers
-constexpr unsigned int c_CountBits = 20;
+constexpr Word c_WriterStarves = 2; // one that waits does
+constexpr Word c_ReadersTurn = 4;   // a free lock is for readers
+constexpr Word c_OnePhase = 8;      // turned by each writer that lets go for readers
+constexpr unsigned int c_PhaseBits = 5;
+constexpr unsigned int c_CountBits = 16;
 constexpr unsigned int c_EpochBits = 8;
 constexpr unsigned int c_WaitingBits = 16;
-constexpr unsigned int c_ReadersShift = 4;
+constexpr unsigned int c_ReadersShift = 3 + c_PhaseBits;
 constexpr unsigned int c_EpochShift = c_ReadersShift + c_CountBits;
 constexpr unsigned int c_WaitingReadersShift = c_EpochShift + c_EpochBits;
 constexpr unsigned int c_WaitingWritersShift = c_WaitingReadersShift + c_WaitingBits;
 constexpr Word c_OneReader = Word{1} << c_ReadersShift;
+constexpr Word c_Phase = c_OneReader - c_OnePhase;
 constexpr Word c_OneEpoch = Word{1} << c_EpochShift;
 constexpr Word c_OneWaitingReader = Word{1} << c_WaitingReadersShift;
 constexpr Word c_OneWaitingWriter = Word{1} << c_WaitingWritersShift;
@@ -557,8 +559,11 @@ public:
             {
                 return false;
             }
+            // Where the phase has gone round since, the thread takes itself for one that is counted, and is not. So the count
+            // may be too low, never below nothing: a sleeper that nobody counts looks again by itself.
+            const bool isLeaving = IsCounted() && (m_seen & c_WaitingReaders) != 0;
             const Word wanted =
-                isInOrder ? withReader(m_seen) - (IsCounted() ? c_OneWaitingReader : 0) : forget(m_seen) + c_OneReader;
+                isInOrder ? withReader(m_seen) - (isLeaving ? c_OneWaitingReader : 0) : forget(m_seen) + c_OneReader;
             if (m_word.Exchange(m_seen, wanted, std::memory_order_acquire))
             {
                 if (!isInOrder)
@@ -784,7 +789,7 @@ void ReleaseSRWLockExclusive(SRWLOCK* lock) noexcept
         left = seen & ~c_Writer;
         if ((seen & c_WaitingReaders) != 0)
         {
-            left = ((left & ~c_WaitingReaders) ^ c_Phase) | c_ReadersTurn;
+            left = (left & ~(c_WaitingReaders | c_Phase)) | ((left + c_OnePhase) & c_Phase) | c_ReadersTurn;
         }
     } while (!word.Exchange(seen, left, std::memory_order_release));
     // From here on the lock belongs to others, who may let go of its memory.
