@@ -264,7 +264,28 @@ void useLockWithoutAWaitingWriter(EFate fate)
                });
 }
 
-// The readers that wait are counted in bits 32 to 47 of the word.
+// The readers that wait are counted in bits 32 to 47 of the word, the writers above.
+ULONG_PTR countWaiting(SRWLOCK& lock)
+{
+    return reinterpret_cast<ULONG_PTR>(std::atomic_ref<void*>(lock.Ptr).load()) >> 32;
+}
+
+// A writer leaves the lock to a reader that waits.
+void leaveToAReader(SRWLOCK& lock)
+{
+    AcquireSRWLockExclusive(&lock);
+    const CThread reader(
+        [&]
+        {
+            AcquireSRWLockShared(&lock);
+            ReleaseSRWLockShared(&lock);
+            return 0u;
+        });
+    EXPECT_TRUE(becomes([&] { return countWaiting(lock) != 0; }));
+    ReleaseSRWLockExclusive(&lock);
+    EXPECT_TRUE(reader.Join());
+}
+
 void useLockWithoutAWaitingReader(EFate fate)
 {
     SRWLOCK lock = SRWLOCK_INIT;
@@ -276,8 +297,7 @@ void useLockWithoutAWaitingReader(EFate fate)
             ReleaseSRWLockShared(&lock);
             return 0u;
         });
-    const std::atomic_ref<void*> word(lock.Ptr);
-    EXPECT_TRUE(becomes([&] { return (reinterpret_cast<ULONG_PTR>(word.load()) >> 32 & 0xFFFF) != 0; }));
+    EXPECT_TRUE(becomes([&] { return countWaiting(lock) != 0; }));
     useWithout(waiter, fate,
                [&]
                {
@@ -320,6 +340,35 @@ TEST(SuspendThread, OfAWaitingReaderLeavesAFreeLockToOthers)
 TEST(TerminateThread, OfAWaitingReaderLeavesAFreeLockToOthers)
 {
     useLockWithoutAWaitingReader(EFate::eEnded);
+}
+
+TEST(SuspendThread, OfAWaitingReaderThatMissesManyTurnsOfTheLockLeavesItsCountsRight)
+{
+    for (int const turns : {2, 32})
+    {
+        SRWLOCK lock = SRWLOCK_INIT;
+        AcquireSRWLockExclusive(&lock);
+        const CThread late(
+            [&]
+            {
+                AcquireSRWLockShared(&lock);
+                ReleaseSRWLockShared(&lock);
+                return 0u;
+            });
+        ASSERT_TRUE(becomes([&] { return countWaiting(lock) != 0; }));
+        ASSERT_EQ(SuspendThread(late), 0u);
+        ReleaseSRWLockExclusive(&lock);
+        AcquireSRWLockShared(&lock); // in place of the one that was meant
+        ReleaseSRWLockShared(&lock);
+        for (int turn = 1; turn < turns; ++turn)
+        {
+            leaveToAReader(lock);
+        }
+        ASSERT_EQ(ResumeThread(late), 1u);
+        ASSERT_TRUE(late.Join());
+
+        EXPECT_EQ(countWaiting(lock), 0u) << turns;
+    }
 }
 
 // On Windows a thread that is ended while it makes objects may leave the heap locked.
