@@ -80,9 +80,8 @@ Taking tryTake(ObjectRef const& ref, std::uint32_t threadId) noexcept
 
 constexpr std::uint64_t c_LongestLookNs = 100'000; // some times what falling asleep and being woken cost
 constexpr std::uint64_t c_ShortestLookNs = 4'000;
-constexpr std::uint64_t c_AloneNs = 300; // looks before the processor is offered to others
-constexpr std::uint64_t c_RepaidNs =
-    2'000; // by a wait that keeps the processor, of the time that an offer of it has cost
+constexpr std::uint64_t c_AloneNs = 300;      // looks before the processor is offered to others
+constexpr std::uint64_t c_RepaidNs = 2'000;   // of what an offer has cost, by each look that keeps the processor
 constexpr std::uint64_t c_HeldUpNs = 500'000; // what others take at once where they do not only look as well
 constexpr std::uint32_t c_LooksPerClock = 8;
 constexpr std::uint32_t c_MostSkipped = 1024; // waits
