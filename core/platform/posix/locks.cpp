@@ -391,7 +391,7 @@ void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept
 
 // ---- slim reader/writer locks
 //
-// The word counts exactly: readers inside, readers that wait, writers that wait.
+// The word counts readers inside, readers that wait, writers that wait; those that wait not always all of them.
 // - A reader that arrives waits where a writer is inside or waits.
 // - A writer that lets go with readers waiting wakes them all, counts them out, turns the phase, and leaves the lock to
 //   readers: the first of them that comes in ends that. Who finds the phase turned goes before writers that wait.

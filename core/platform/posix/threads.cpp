@@ -590,7 +590,7 @@ void letGo() noexcept
 }
 
 // Not through the C library: that would unwind frames which may not be unwound.
-[[noreturn]] void leaveProcess() noexcept
+[[noreturn]] void leaveForGood() noexcept
 {
     for (;;)
     {
@@ -607,7 +607,7 @@ void letGo() noexcept
     acknowledge(record, record.control.load(std::memory_order_relaxed)); // somebody may still wait for it to stop
     record.gone.store(1, std::memory_order_release);
     futexWake(addressOf(record.gone), INT_MAX);
-    leaveProcess();
+    leaveForGood();
 }
 
 // A frame is wanted when that of its caller stands above the given stack pointer: its own stack pointer may have moved
@@ -1206,7 +1206,11 @@ DWORD SuspendThread(HANDLE thread) noexcept
     }
     if (error == ERROR_SUCCESS && isOwn(record))
     {
-        pinned.release(); // this frame may not be left in the ordinary way, and a thread keeps its own record
+        // This frame may not be left in the ordinary way. A thread keeps its own record, once it has it.
+        if (ownRecord() == &record)
+        {
+            pinned.release();
+        }
         obey(record, nullptr);
     }
     else if (error == ERROR_SUCCESS && !awaitAcknowledged(record, generation, deadlineIn(c_AcknowledgeMs)))
@@ -1305,7 +1309,7 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) noexcept
         letGo();
         keepOwnAccount(record);
         finish(record);
-        leaveProcess(); // the record may be another thread's by now
+        leaveForGood(); // the record may be another thread's by now
     }
     ThreadAccount account;
     bool const isAccountKnown = readAccount(record.id.load(std::memory_order_relaxed), account);
