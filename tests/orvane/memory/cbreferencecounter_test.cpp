@@ -294,10 +294,15 @@ protected:
     {
         if (s_isMeeting)
         {
+            // Both are to go on in the same moment, so the first one gives its processor up only where the other may have none.
+            constexpr int c_Looks = 10'000;
             ++m_arrived;
-            while (m_arrived < 2)
+            for (int look = 0; m_arrived < 2; ++look)
             {
-                // No yield: both are to go on in the same moment.
+                if (look >= c_Looks)
+                {
+                    std::this_thread::yield();
+                }
             }
         }
         return m_counter;
@@ -312,7 +317,7 @@ private:
 
 TEST(CbReferenceCounterStress, DisposesOnceWhenTwoThreadsDropTheLastTwoReferences)
 {
-    constexpr std::size_t c_Objects = 20'000;
+    constexpr std::size_t c_Objects = 50'000;
     std::vector<std::atomic<int>> ends(c_Objects);
     std::vector<CbSmartPointer<CMeetingPlace>> left;
     for (std::atomic<int>& place : ends)
