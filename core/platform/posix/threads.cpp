@@ -42,8 +42,10 @@ struct ThreadRecord
 {
     KernelObject* object = nullptr;
     std::atomic<pid_t> id{0};
-    pthread_t pthread{};
     bool isStartedHere = false;
+    bool isStartedStopped = false;
+    LPTHREAD_START_ROUTINE start = nullptr; // with its parameter: what a thread that is started here runs
+    void* parameter = nullptr;
     std::atomic<bool> hasOwnReference{false}; // the object has a reference that goes at the thread's end
 
     // Held inside a no-suspend stretch only, and never while another thread is awaited.
@@ -265,6 +267,7 @@ ThreadRecord* makeRecord() noexcept
     }
     record->object = object;
     record->isStartedHere = false;
+    record->isStartedStopped = false;
     record->hasOwnReference.store(false, std::memory_order_relaxed);
     record->stopCount = 0;
     record->isEnded = false;
@@ -374,7 +377,6 @@ ThreadRecord* ownRecord() noexcept
         {
             releaseReference(*record->object);
         }
-        record->pthread = pthread_self();
         own.thread = record;
     }
     return own.thread;
@@ -861,28 +863,37 @@ bool beginEnd(ThreadRecord& record, DWORD const* exitCode) noexcept
 
 // ---- the start of a thread
 
-struct StartPacket
+// The id of a thread that has not ended, or 0. The system tells it as part of the name of the thread's own clock: the id's
+// complement above three bits that say which clock it is.
+pid_t idOf(pthread_t thread) noexcept
 {
-    ThreadRecord* record;
-    LPTHREAD_START_ROUTINE start;
-    void* parameter;
-    bool isSuspended;
-    std::atomic<std::uint32_t> isReady{0}; // 1 once the thread has taken all it needs from here
-};
+    constexpr clockid_t c_KindBits = 7;
+    constexpr clockid_t c_ThreadsProcessorTime = 6;
+    clockid_t clock = 0;
+    bool const isTold = pthread_getcpuclockid(thread, &clock) == 0 && (clock & c_KindBits) == c_ThreadsProcessorTime;
+    return isTold ? ~(clock >> 3) : 0;
+}
 
-void restoreInherited() noexcept
+// What a new thread takes over from the one that starts it is not what it starts with here. Others may have changed it by
+// now: what they set is in the record.
+void restoreInherited(ThreadRecord& record) noexcept
 {
+    record.lock.lock();
     cpu_set_t inherited;
-    if (sched_getaffinity(0, sizeof inherited, &inherited) == 0 && !CPU_EQUAL(&inherited, &facts().processors))
+    if (record.affinity.load(std::memory_order_relaxed) == facts().mask &&
+        sched_getaffinity(0, sizeof inherited, &inherited) == 0 && !CPU_EQUAL(&inherited, &facts().processors))
     {
         sched_setaffinity(0, sizeof(cpu_set_t), &facts().processors);
     }
     id_t const id = static_cast<id_t>(GetCurrentThreadId());
     errno = 0;
-    if (getpriority(PRIO_PROCESS, id) != facts().baseNice && errno == 0)
+    bool const isSetByOthers =
+        facts().canRestoreNice && record.priority.load(std::memory_order_relaxed) != THREAD_PRIORITY_NORMAL;
+    if (!isSetByOthers && getpriority(PRIO_PROCESS, id) != facts().baseNice && errno == 0)
     {
         setpriority(PRIO_PROCESS, id, facts().baseNice);
     }
+    record.lock.unlock();
     sigset_t own;
     sigemptyset(&own);
     sigaddset(&own, stopSignal());
@@ -892,39 +903,54 @@ void restoreInherited() noexcept
 // noexcept: an exception that leaves a thread ends the process.
 void* runThread(void* argument) noexcept
 {
-    StartPacket& packet = *static_cast<StartPacket*>(argument);
-    ThreadRecord& record = *packet.record;
-    LPTHREAD_START_ROUTINE const start = packet.start;
-    void* const parameter = packet.parameter;
-    bool const isSuspended = packet.isSuspended;
-
-    restoreInherited();
-    timespec sinceBoot{};
-    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
-    __int64 const started =
-        fileTimeOf(sinceBoot) / static_cast<__int64>(c_StartStep) * static_cast<__int64>(c_StartStep);
-    record.creationTime.store(static_cast<unsigned __int64>(facts().bootTime + started), std::memory_order_relaxed);
-    record.id.store(static_cast<pid_t>(GetCurrentThreadId()), std::memory_order_relaxed);
+    ThreadRecord& record = *static_cast<ThreadRecord*>(argument);
     {
         NoSuspend const guard;
-        s_recordLock.lock();
-        insertRecord(record);
-        s_recordLock.unlock();
+        // The one that starts it stores the same; either may be the first to need it.
+        record.id.store(static_cast<pid_t>(GetCurrentThreadId()), std::memory_order_relaxed);
+        restoreInherited(record);
+        parking().thread = &record;
     }
-    parking().thread = &record;
-
-    packet.isReady.store(1, std::memory_order_release);
-    futexWake(addressOf(packet.isReady), 1); // the packet may be gone by now: then nobody sleeps there
-    if (isSuspended)
+    if (record.isStartedStopped)
     {
         obey(record, nullptr);
     }
-    DWORD const code = start(parameter);
+    DWORD const code = record.start(record.parameter);
     NoSuspend const guard;
     record.lock.lock();
     record.endCode = record.isEnded ? record.endCode : code;
     record.lock.unlock();
     return nullptr;
+}
+
+// Starts the thread of a record that nobody else knows yet, and puts the record among the others. False where the system
+// starts none.
+bool startThread(ThreadRecord& record, pthread_attr_t const& attributes) noexcept
+{
+    timespec sinceBoot{};
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    __int64 const started =
+        fileTimeOf(sinceBoot) / static_cast<__int64>(c_StartStep) * static_cast<__int64>(c_StartStep);
+    record.creationTime.store(static_cast<unsigned __int64>(facts().bootTime + started), std::memory_order_relaxed);
+    // Who finds the new thread among the system's finds its record too, and the thread does not end before it is told of
+    // here: it needs the lock for that.
+    s_recordLock.lock();
+    pthread_t thread{};
+    bool const isStarted = pthread_create(&thread, &attributes, runThread, &record) == 0;
+    if (isStarted)
+    {
+        pid_t id = idOf(thread);
+        while (id == 0)
+        {
+            // A C library that names clocks otherwise: the thread tells itself.
+            sched_yield();
+            id = record.id.load(std::memory_order_relaxed);
+        }
+        record.id.store(id, std::memory_order_relaxed);
+        insertRecord(record);
+    }
+    s_recordLock.unlock();
+    return isStarted;
 }
 
 // ---- what the system tells
@@ -1140,10 +1166,10 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    bool const isSuspended = (flags & CREATE_SUSPENDED) != 0;
     record->isStartedHere = true;
-    if (isSuspended)
+    if ((flags & CREATE_SUSPENDED) != 0)
     {
+        record->isStartedStopped = true;
         record->stopCount = 1;
         ask(*record, c_Stopped);
     }
@@ -1155,7 +1181,8 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
         return nullptr;
     }
 
-    StartPacket packet{record, start, parameter, isSuspended};
+    record->start = start;
+    record->parameter = parameter;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     if (stackSize != 0)
@@ -1164,19 +1191,15 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
         std::size_t const least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
         pthread_attr_setstacksize(&attributes, (std::max(stackSize, least) + page - 1) / page * page);
     }
-    int const failure = pthread_create(&record->pthread, &attributes, runThread, &packet);
+    bool const isStarted = startThread(*record, attributes);
     pthread_attr_destroy(&attributes);
-    if (failure != 0)
+    if (!isStarted)
     {
         KernelObject& object = *record->object;
         CloseHandle(handle);
         releaseReference(object);
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
-    }
-    while (packet.isReady.load(std::memory_order_acquire) == 0)
-    {
-        futexWait(addressOf(packet.isReady), 0, nullptr);
     }
     if (id != nullptr)
     {
@@ -1481,13 +1504,13 @@ DWORD_PTR SetThreadAffinityMask(HANDLE thread, DWORD_PTR mask) noexcept
     // As for the priority.
     bool const isSet = !pinned->isEnded && sched_setaffinity(pinned->id.load(std::memory_order_relaxed),
                                                              sizeof processors, &processors) == 0;
+    DWORD_PTR const before = isSet ? pinned->affinity.exchange(mask, std::memory_order_relaxed) : 0;
     pinned->lock.unlock();
     if (!isSet)
     {
         SetLastError(ERROR_ACCESS_DENIED);
-        return 0;
     }
-    return pinned->affinity.exchange(mask, std::memory_order_relaxed);
+    return before;
 }
 
 BOOL GetProcessAffinityMask(HANDLE process, DWORD_PTR* processMask, DWORD_PTR* systemMask) noexcept

@@ -1,0 +1,183 @@
+// What a thread starts with, whatever the one that starts it has been given: the system hands processors, niceness and
+// blocked signals on, and is asked here for what it keeps. Windows hands on none of them.
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <optional>
+#include <sched.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+#include "kernelsupport.h"
+#include "pace.h"
+
+using namespace kerneltest;
+
+namespace
+{
+struct SState
+{
+    cpu_set_t processors{};
+    int nice = 0;
+
+    bool operator==(SState const& other) const
+    {
+        return CPU_EQUAL(&processors, &other.processors) && nice == other.nice;
+    }
+};
+
+SState askSystem()
+{
+    SState state;
+    EXPECT_EQ(sched_getaffinity(0, sizeof state.processors, &state.processors), 0);
+    state.nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+    return state;
+}
+
+// Priorities are told to the system where it lets a thread have its niceness back.
+bool canRestoreNice()
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NICE, &limit);
+    return geteuid() == 0 || limit.rlim_cur >= 40;
+}
+
+// Runs on a thread that has one processor only, the first, and is nicer than the process.
+void runConfined(std::function<void()> const& function)
+{
+    std::thread(
+        [&]
+        {
+            SState const before = askSystem();
+            cpu_set_t first;
+            CPU_ZERO(&first);
+            for (std::size_t processor = 0; CPU_COUNT(&first) == 0; ++processor)
+            {
+                if (CPU_ISSET(processor, &before.processors))
+                {
+                    CPU_SET(processor, &first);
+                }
+            }
+            ASSERT_EQ(sched_setaffinity(0, sizeof first, &first), 0);
+            if (canRestoreNice())
+            {
+                ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), std::min(before.nice + 3, 19)), 0);
+            }
+            function();
+        })
+        .join();
+}
+} // namespace
+
+TEST(CreateThread, GivesTheThreadTheProcessorsAndTheNicenessOfTheProcess)
+{
+    SState const process = askSystem();
+    std::optional<SState> inside;
+    runConfined(
+        [&]
+        {
+            const CThread thread(
+                [&]
+                {
+                    inside = askSystem();
+                    return 0u;
+                });
+            EXPECT_TRUE(thread.Join());
+        });
+    EXPECT_TRUE(inside == process);
+}
+
+TEST(CreateThread, LeavesProcessorsAndPriorityThatAreSetAtOnceAsTheyAre)
+{
+    if (!canRestoreNice())
+    {
+        GTEST_SKIP() << "the system does not let a thread have its niceness back, so it is told none";
+    }
+    DWORD_PTR process = 0;
+    DWORD_PTR system = 0;
+    ASSERT_TRUE(GetProcessAffinityMask(GetCurrentProcess(), &process, &system));
+    SState wished = askSystem();
+    const unsigned int last = static_cast<unsigned int>(std::bit_width(process)) - 1;
+    CPU_ZERO(&wished.processors);
+    CPU_SET(last, &wished.processors);
+    wished.nice = std::min(wished.nice + 10, 19);
+    runConfined(
+        [&]
+        {
+            for (int round = 0; round < 50 * c_Pace; ++round)
+            {
+                const CHandle mayLook = makeEvent(eAuto);
+                std::optional<SState> inside;
+                const CThread thread(
+                    [&]
+                    {
+                        WaitForSingleObject(mayLook, c_PatienceMs);
+                        inside = askSystem();
+                        return 0u;
+                    });
+                ASSERT_NE(SetThreadAffinityMask(thread, DWORD_PTR{1} << last), 0u);
+                ASSERT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_LOWEST));
+                ASSERT_TRUE(SetEvent(mayLook));
+                ASSERT_TRUE(thread.Join());
+                ASSERT_TRUE(inside == wished) << "round " << round;
+            }
+        });
+}
+
+TEST(SuspendThread, StopsAThreadWhoseStarterBlocksAllSignals)
+{
+    std::thread(
+        []
+        {
+            sigset_t all;
+            sigfillset(&all);
+            ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &all, nullptr), 0);
+            const CHandle leave = makeEvent(eManual);
+            const CThread thread([&] { return WaitForSingleObject(leave, c_PatienceMs); });
+            EXPECT_EQ(SuspendThread(thread), 0u);
+            EXPECT_TRUE(SetEvent(leave));
+            EXPECT_EQ(look(thread), WAIT_TIMEOUT);
+            EXPECT_EQ(ResumeThread(thread), 1u);
+            EXPECT_TRUE(thread.Join());
+        })
+        .join();
+}
+
+TEST(ThreadStress, AThreadThatEndsAtOnceHasTheIdThatItsStarterIsTold)
+{
+    for (int round = 0; round < 200 * c_Pace; ++round)
+    {
+        DWORD inside = 0;
+        const CThread thread(
+            [&]
+            {
+                inside = GetCurrentThreadId();
+                return 0u;
+            });
+        ASSERT_TRUE(thread.Join());
+        ASSERT_EQ(inside, thread.GetId());
+    }
+}
+
+TEST(SuspendStress, AThreadIsStoppedOrEndedAsSoonAsItIsMade)
+{
+    const CHandle never = makeEvent(eManual);
+    for (int round = 0; round < 20 * c_Pace; ++round)
+    {
+        const CHandle leave = makeEvent(eManual);
+        const CThread stopped([&] { return WaitForSingleObject(leave, c_PatienceMs); });
+        ASSERT_EQ(SuspendThread(stopped), 0u);
+        ASSERT_TRUE(SetEvent(leave));
+        ASSERT_EQ(look(stopped), WAIT_TIMEOUT);
+        ASSERT_EQ(ResumeThread(stopped), 1u);
+        ASSERT_TRUE(stopped.Join());
+        const CThread ended([&] { return WaitForSingleObject(never, c_PatienceMs); });
+        ASSERT_TRUE(TerminateThread(ended, 7));
+        ASSERT_TRUE(ended.Join());
+        ASSERT_EQ(ended.GetExitCode(), 7u);
+    }
+}
