@@ -170,6 +170,13 @@ void noteWait(Parking& own, std::uint64_t begin) noexcept
     own.usualWaitNs = (3 * own.usualWaitNs + elapsed) / 4;
 }
 
+// Makes the thread awake again. Whose wake is overwritten here has decided the wait, and that is seen from here on: with a
+// plain store the look that follows could come before it, and a wake that falls between the two would be lost.
+void takeWake(Parking& own) noexcept
+{
+    own.token.exchange(0, std::memory_order_acq_rel);
+}
+
 // Returns once the wait is decided, by a signaller or by its time.
 void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) noexcept
 {
@@ -193,11 +200,11 @@ void sleepUntilDecided(WaitOperation& operation, Parking& own, DWORD timeoutMs) 
         if (!own.token.compare_exchange_strong(awake, 1, std::memory_order_acq_rel, std::memory_order_acquire))
         {
             // Woken before it slept, by this wait's signaller or by a late one of an earlier wait: look again.
-            own.token.store(0, std::memory_order_release);
+            takeWake(own);
             continue;
         }
         bool const isInTime = futexWait(addressOf(own.token), 1, deadline.get());
-        own.token.store(0, std::memory_order_release);
+        takeWake(own);
         std::uint32_t waiting = WaitOperation::c_Waiting;
         if (!isInTime && operation.state.compare_exchange_strong(waiting, WaitOperation::c_TimedOut,
                                                                  std::memory_order_acq_rel, std::memory_order_acquire))

@@ -467,6 +467,42 @@ TEST(WaitStress, AnEventMayBeClosedAsSoonAsAWaitForItHasReturned)
     setter.join();
 }
 
+// Each of the two may still be busy with waking the waiter from the wait before when the other one ends the next.
+TEST(WaitStress, AThreadThatTwoOthersReleaseInTurnMissesNeither)
+{
+    const long long rounds = getNumber("ORVANE_KERNEL_TURN_ROUNDS", 3'000LL * c_Pace);
+    const CHandle done = makeEvent(eAuto);
+    const std::vector<CHandle> starts = makeEvents(2, eAuto);
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> signallers;
+    for (const CHandle& start : starts)
+    {
+        signallers.emplace_back(
+            [&]
+            {
+                while (WaitForSingleObject(start, INFINITE) == WAIT_OBJECT_0 && !isOver)
+                {
+                    SetEvent(done);
+                }
+            });
+    }
+    for (long long round = 0; round < rounds; ++round)
+    {
+        EXPECT_TRUE(SetEvent(starts[static_cast<std::size_t>(round % 2)]));
+        if (WaitForSingleObject(done, c_PatienceMs) != WAIT_OBJECT_0)
+        {
+            ADD_FAILURE() << "round " << round;
+            break;
+        }
+    }
+    isOver = true;
+    for (std::size_t n = 0; n < starts.size(); ++n)
+    {
+        EXPECT_TRUE(SetEvent(starts[n]));
+        signallers[n].join();
+    }
+}
+
 namespace
 {
 // A group of manual events and a thread that goes through the same steps with its first and its last again and again.
