@@ -260,6 +260,12 @@ private:
         m_head = head->next;
         if (m_head != nullptr)
         {
+            if constexpr (N == 17)
+            {
+                // The new head is here now, to be written to. The one after it is next, and comes meanwhile: another
+                // processor may have it.
+                __builtin_prefetch(m_head->next);
+            }
             setPrevious(*m_head, nullptr);
         }
         else

@@ -9,6 +9,7 @@
 #include "orvane/thread/cbchannel.h"
 #include "orvane/thread/cbcpu.h"
 #include "orvane/thread/cbthread.h"
+#include "orvane/thread/taskplaces.h"
 
 template class CbSingleton<CbThreadPool>;
 
@@ -84,8 +85,8 @@ std::shared_ptr<TPool> makePool(unsigned int blockSize)
 } // namespace
 
 // What the workers share with the pool: a worker may come back from its task when the end of the process has destroyed the
-// pool already.
-struct CbThreadPool::SGate
+// pool already. A line of its own: threads that want the lock write there.
+struct alignas(detail::CTaskPlaces::c_Line) CbThreadPool::SGate
 {
     CbCriticalSection lock;
     bool isPoolGone = false; // guarded by lock
@@ -183,13 +184,24 @@ private:
 
     void lookForWork()
     {
-        SDropped dropped;
-        CPoliteHolder const holder(m_gate->lock);
-        if (!m_gate->isPoolGone)
+        bool isBehindOthers = false;
         {
-            m_pool->considerIdleWorker(*this, dropped);
+            SDropped dropped;
+            __builtin_prefetch(
+                m_submitter); // other threads write there, under the lock: it comes while that is waited for
+            CPoliteHolder const holder(m_gate->lock);
+            if (!m_gate->isPoolGone)
+            {
+                m_pool->considerIdleWorker(*this, dropped);
+                isBehindOthers = m_own == nullptr && m_pool->m_idleWorkers.GetCount() > 1;
+            }
+            // Otherwise nothing will come through the channel, until the process is gone.
         }
-        // Otherwise nothing will come through the channel, until the process is gone.
+        if (isBehindOthers)
+        {
+            // The next task is another worker's, who may be looking out for it on this processor.
+            SwitchToThread();
+        }
     }
 
     CbThreadPool* m_pool;
@@ -217,8 +229,8 @@ void CbThreadPool::SDropped::Add(CbSmartPointer<CbTask> task) noexcept
 
 CbThreadPool::SThreadData::SThreadData(std::shared_ptr<TEntryPool> const& entries)
     : limit(s_defaultTaskLimit),
-      high(entries),
       normal(entries),
+      high(entries),
       low(entries)
 {
 }
@@ -257,7 +269,8 @@ CbThreadPool::CbThreadPool()
       m_waitingThreads(makePool<TThreadIds::TPool>(c_ListBlock)),
       m_idle(true, nullptr),
       m_threads(c_MapBlock),
-      m_entries(makePool<TEntryPool>(c_EntryBlock))
+      m_entries(makePool<TEntryPool>(c_EntryBlock)),
+      m_places(std::make_unique<detail::CTaskPlaces>())
 {
     m_threads.ReserveBlocks(1);
     for (unsigned int n = 0; n < s_defaultTaskLimit; ++n)
@@ -288,6 +301,7 @@ bool CbThreadPool::AddTask(CbSmartPointer<CbTask> task, ETaskPriority priority)
     }
     bool hasToGrow = false;
     {
+        __builtin_prefetch(m_entries.get()); // as the worker does in lookForWork
         CbCriticalSectionAuto const holder(m_gate->lock);
         if ((m_flags & c_ShuttingDown) != 0)
         {
@@ -339,6 +353,26 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
         {
         }
 
+        static void* operator new(std::size_t size, detail::CTaskPlaces& places)
+        {
+            static_assert(sizeof(CTaskFunction) <= detail::CTaskPlaces::c_Room);
+            static_assert(alignof(CTaskFunction) <= alignof(void*));
+            static_cast<void>(size);
+            return places.Take();
+        }
+
+        // Where the constructor raises.
+        static void operator delete(void* place, detail::CTaskPlaces& places) noexcept
+        {
+            static_cast<void>(places);
+            detail::CTaskPlaces::GiveBack(place);
+        }
+
+        static void operator delete(void* place) noexcept
+        {
+            detail::CTaskPlaces::GiveBack(place);
+        }
+
     protected:
         TCheckedBool run() override
         {
@@ -350,8 +384,13 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
         std::function<void()> m_function;
     };
 
-    CbSmartPointer<CbTask> const task(new CTaskFunction(std::move(function)));
-    return AddTask(task, priority) ? task : CbSmartPointer<CbTask>();
+    // Once it is in the pool the task is another processor's: no reference is taken here from then on.
+    CbSmartPointer<CbTask> task(new (*m_places) CTaskFunction(std::move(function)));
+    if (!AddTask(task, priority))
+    {
+        task.Reset();
+    }
+    return task;
 }
 
 void CbThreadPool::LimitTaskCount(unsigned long threadId, unsigned int maximum)

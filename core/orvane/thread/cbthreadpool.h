@@ -16,6 +16,11 @@
 #include "orvane/sync/cbevent.h"
 #include "orvane/thread/cbtask.h"
 
+namespace detail
+{
+class CTaskPlaces;
+}
+
 class CbThreadPool;
 extern template class ORVANE_API CbSingleton<CbThreadPool>;
 
@@ -122,8 +127,8 @@ private:
 
         unsigned int limit;
         unsigned int running = 0; // tasks that are handed to workers
+        TOpenTasks normal;        // first: most tasks are, and what is written for each of them stands together
         TOpenTasks high;
-        TOpenTasks normal;
         TOpenTasks low;
     };
 
@@ -170,6 +175,8 @@ private:
     CbMap<unsigned long, SThreadData> m_threads;
     std::shared_ptr<TEntryPool> m_entries;
     unsigned int m_removedCount = 0; // records that were removed
+
+    std::unique_ptr<detail::CTaskPlaces> m_places; // of the tasks of AddFunction; needs no lock
 };
 
 #endif // ORVANE_THREAD_CBTHREADPOOL_H

@@ -198,6 +198,54 @@ TEST_F(CbThreadPoolAddFunction, ReturnsTheTaskThatRunsIt)
     EXPECT_STREQ(task->GetClassNameW(), L"CbTask");
 }
 
+// Tasks of functions share their memory with those before and after them.
+TEST_F(CbThreadPoolAddFunction, KeepsTasksThatAreHeldWhileThoseBesideThemGo)
+{
+    constexpr int c_Threads = 40; // more than there are stocks of memory for them
+    constexpr int c_Tasks = 50;
+    auto const counted = std::make_shared<int>(0);
+    std::vector<std::vector<CbSmartPointer<CbTask>>> held(c_Threads);
+    std::atomic<int> runs = 0;
+    std::vector<std::thread> submitters;
+    for (int n = 0; n < c_Threads; ++n)
+    {
+        submitters.emplace_back(
+            [&, n]
+            {
+                for (int task = 0; task < c_Tasks; ++task)
+                {
+                    CbSmartPointer<CbTask> added =
+                        pool().AddFunction([&runs, counted] { ++runs; }, Pool::eTaskPriorityNormal);
+                    if (task % 7 == n % 7)
+                    {
+                        held[static_cast<std::size_t>(n)].push_back(std::move(added));
+                    }
+                }
+            });
+    }
+    for (std::thread& submitter : submitters)
+    {
+        submitter.join();
+    }
+    EXPECT_TRUE(pool().WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(runs, c_Threads * c_Tasks);
+
+    long tasks = 0;
+    for (std::vector<CbSmartPointer<CbTask>> const& ofOne : held)
+    {
+        for (CbSmartPointer<CbTask> const& task : ofOne)
+        {
+            EXPECT_TRUE(task->WaitUntilTerminate(0));
+            EXPECT_TRUE(task->IsSuccessful());
+            ++tasks;
+        }
+    }
+    EXPECT_TRUE(becomes([&] { return counted.use_count() == tasks + 1; }))
+        << "the others are gone, with what they held";
+    std::thread([&] { held.clear(); }).join();
+    EXPECT_EQ(counted.use_count(), 1);
+}
+
 TEST_F(CbThreadPoolAddFunction, FailsTheTaskOfAnEmptyFunction)
 {
     CLogRecorder const recorder;

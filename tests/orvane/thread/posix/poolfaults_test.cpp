@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <functional>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -65,6 +66,7 @@ extern "C"
     void* __libc_malloc(std::size_t size);
     void* __libc_calloc(std::size_t count, std::size_t size);
     void* __libc_realloc(void* block, std::size_t size);
+    void* __libc_memalign(std::size_t alignment, std::size_t size);
 
     [[gnu::visibility("default")]] void* malloc(std::size_t size) noexcept
     {
@@ -79,6 +81,11 @@ extern "C"
     [[gnu::visibility("default")]] void* realloc(void* block, std::size_t size) noexcept
     {
         return grants() ? __libc_realloc(block, size) : nullptr;
+    }
+
+    [[gnu::visibility("default")]] void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
+    {
+        return grants() ? __libc_memalign(alignment, size) : nullptr;
     }
 
     [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, pthread_attr_t const* attributes,
@@ -158,6 +165,60 @@ TEST(CbThreadPoolAllocation, IsNothingPerTaskInASteadyState)
     CbSmartPointer<CbTask> const another(new CQuickTask);
     s_isCounting = false;
     EXPECT_GT(s_requests, 0);
+}
+
+// Each of which is a task. Each ends before the next is added, so nothing else grows.
+TEST(CbThreadPoolAllocation, IsOneBlockForManyFunctions)
+{
+    constexpr int c_Functions = 320;
+    CbThreadPool& pool = CbThreadPool::GetInstance();
+    auto const runOne = [&]
+    {
+        ASSERT_NE(pool.AddFunction([] {}, CbThreadPool::eTaskPriorityNormal), nullptr);
+        ASSERT_TRUE(pool.WaitUntilIdle(c_PatienceMs));
+    };
+    runOne();
+
+    s_requests = 0;
+    s_isCounting = true;
+    for (int n = 0; n < c_Functions; ++n)
+    {
+        runOne();
+    }
+    s_isCounting = false;
+    EXPECT_GT(s_requests, 0);
+    EXPECT_LE(s_requests, c_Functions / 16 + 1);
+}
+
+TEST(CbThreadPoolRefusal, OfMemoryForAFunctionRaisesAndLosesNothing)
+{
+    constexpr int c_Most = 64; // functions that find room in memory that is there already
+    CbThreadPool& pool = CbThreadPool::GetInstance();
+    std::atomic<int> runs = 0;
+    auto const addOne = [&] { return pool.AddFunction([&runs] { ++runs; }, CbThreadPool::eTaskPriorityNormal); };
+    ASSERT_NE(addOne(), nullptr);
+    ASSERT_TRUE(pool.WaitUntilIdle(c_PatienceMs));
+
+    int added = 1;
+    bool isRefused = false;
+    t_refusesMemory = true;
+    for (int n = 0; n < c_Most && !isRefused; ++n)
+    {
+        try
+        {
+            added += addOne() != nullptr ? 1 : 0;
+            static_cast<void>(pool.WaitUntilIdle(c_PatienceMs));
+        }
+        catch (std::bad_alloc const&)
+        {
+            isRefused = true;
+        }
+    }
+    t_refusesMemory = false;
+    EXPECT_TRUE(isRefused);
+    EXPECT_NE(addOne(), nullptr);
+    EXPECT_TRUE(pool.WaitUntilIdle(c_PatienceMs));
+    EXPECT_EQ(runs, added + 1);
 }
 
 namespace
