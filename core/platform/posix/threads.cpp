@@ -42,7 +42,6 @@ struct ThreadRecord
 {
     KernelObject* object = nullptr;
     std::atomic<pid_t> id{0};
-    bool isStartedHere = false;
     bool isStartedStopped = false;
     LPTHREAD_START_ROUTINE start = nullptr; // with its parameter: what a thread that is started here runs
     void* parameter = nullptr;
@@ -95,6 +94,8 @@ constexpr DWORD c_AcknowledgeMs = 5000;
 // there holds no lock of it; one that works there is met outside long before.
 constexpr int c_PoliteTries = 2000;
 constexpr long c_PoliteNs = 50'000;
+// Who opens a thread that nobody knows looks so often whether it is one that is just being started.
+constexpr int c_StartLooks = 1000;
 
 constexpr unsigned __int64 c_TicksInSecond = c_TicksASecond;
 constexpr unsigned __int64 c_UnixEpoch = c_SecondsToEpoch * c_TicksASecond; // 1970 in file time
@@ -103,6 +104,7 @@ constexpr unsigned __int64 c_StartStep = c_TicksInSecond / 100;             // c
 constinit FutexMutex s_recordLock;
 constinit ThreadRecord* s_firstRecord = nullptr; // records of threads that have not ended, and of unknown ones
 constinit ThreadRecord* s_freeRecords = nullptr;
+constinit std::atomic<unsigned int> s_startsUnderWay{0}; // threads whose records may not have their ids yet
 
 [[gnu::tls_model("initial-exec")]] constinit thread_local StopState t_stopState;
 
@@ -266,7 +268,6 @@ ThreadRecord* makeRecord() noexcept
         }
     }
     record->object = object;
-    record->isStartedHere = false;
     record->isStartedStopped = false;
     record->hasOwnReference.store(false, std::memory_order_relaxed);
     record->stopCount = 0;
@@ -318,13 +319,20 @@ ThreadRecord* findRecord(pid_t id) noexcept
     return nullptr;
 }
 
+// The same; null for 0 and for what is no id.
+ThreadRecord* lookUp(pid_t id) noexcept
+{
+    s_recordLock.lock();
+    ThreadRecord* const record = id > 0 ? findRecord(id) : nullptr;
+    s_recordLock.unlock();
+    return record;
+}
+
 // The record of a thread that the layer did not start, with a reference for the caller; made where there is none. Null
 // without memory.
 ThreadRecord* findOrMakeRecord(pid_t id) noexcept
 {
-    s_recordLock.lock();
-    ThreadRecord* found = findRecord(id);
-    s_recordLock.unlock();
+    ThreadRecord* found = lookUp(id);
     if (found != nullptr)
     {
         return found;
@@ -672,24 +680,29 @@ void obey(ThreadRecord& record, void const* context) noexcept
 {
     for (;;)
     {
-        std::uint32_t const control = record.control.load(std::memory_order_acquire);
-        if ((control & c_Dying) != 0)
+        std::uint32_t control = 0;
         {
-            Parking const* const own = existingParking();
-            bool const isInOwnWait = own != nullptr && own->operation != nullptr;
-            if (context == nullptr || isInOwnWait || (control & c_Forced) != 0 || !isInLibrary(context))
+            // A later request waits: it must not be taken note of while a capture of this one is half filled.
+            NoSuspend const guard;
+            control = record.control.load(std::memory_order_acquire);
+            if ((control & c_Dying) != 0)
             {
-                die(record);
+                Parking const* const own = existingParking();
+                bool const isInOwnWait = own != nullptr && own->operation != nullptr;
+                if (context == nullptr || isInOwnWait || (control & c_Forced) != 0 || !isInLibrary(context))
+                {
+                    die(record);
+                }
+                return; // to leave the C library; the other thread asks again
             }
-            return; // to leave the C library; the other thread asks again
+            noteRegisters(record.registers, context);
+            if (StackCapture* const capture = record.capture.exchange(nullptr, std::memory_order_acquire);
+                capture != nullptr)
+            {
+                captureOwnStack(*capture);
+            }
+            acknowledge(record, control);
         }
-        noteRegisters(record.registers, context);
-        if (StackCapture* const capture = record.capture.exchange(nullptr, std::memory_order_acquire);
-            capture != nullptr)
-        {
-            captureOwnStack(*capture);
-        }
-        acknowledge(record, control);
         if ((control & c_Stopped) == 0)
         {
             return;
@@ -923,8 +936,8 @@ void* runThread(void* argument) noexcept
     return nullptr;
 }
 
-// Starts the thread of a record that nobody else knows yet, and puts the record among the others. False where the system
-// starts none.
+// Starts the thread of a record. False where the system starts none. No lock is held meanwhile: the C library may have its own
+// held by a thread that somebody has stopped, and who is to let that one go on may need the layer's.
 bool startThread(ThreadRecord& record, pthread_attr_t const& attributes) noexcept
 {
     timespec sinceBoot{};
@@ -932,24 +945,29 @@ bool startThread(ThreadRecord& record, pthread_attr_t const& attributes) noexcep
     __int64 const started =
         fileTimeOf(sinceBoot) / static_cast<__int64>(c_StartStep) * static_cast<__int64>(c_StartStep);
     record.creationTime.store(static_cast<unsigned __int64>(facts().bootTime + started), std::memory_order_relaxed);
-    // Who finds the new thread among the system's finds its record too, and the thread does not end before it is told of
-    // here: it needs the lock for that.
     s_recordLock.lock();
+    insertRecord(record);
+    s_recordLock.unlock();
+    s_startsUnderWay.fetch_add(1, std::memory_order_relaxed);
     pthread_t thread{};
     bool const isStarted = pthread_create(&thread, &attributes, runThread, &record) == 0;
     if (isStarted)
     {
+        // Detached only after that: until then the C library keeps what it knows of a thread, though it may have ended.
         pid_t id = idOf(thread);
         while (id == 0)
         {
-            // A C library that names clocks otherwise: the thread tells itself.
-            sched_yield();
+            // The thread has ended, or the C library names clocks otherwise: the thread tells itself.
             id = record.id.load(std::memory_order_relaxed);
+            if (id == 0)
+            {
+                sched_yield();
+            }
         }
         record.id.store(id, std::memory_order_relaxed);
-        insertRecord(record);
+        pthread_detach(thread);
     }
-    s_recordLock.unlock();
+    s_startsUnderWay.fetch_sub(1, std::memory_order_release);
     return isStarted;
 }
 
@@ -1128,10 +1146,6 @@ void endThread(Parking& own) noexcept
     }
     if (record != nullptr)
     {
-        if (record->isStartedHere)
-        {
-            pthread_detach(pthread_self());
-        }
         own.thread = nullptr;
         keepOwnAccount(*record);
         finish(*record);
@@ -1166,7 +1180,6 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stackSize, LPTHRE
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    record->isStartedHere = true;
     if ((flags & CREATE_SUSPENDED) != 0)
     {
         record->isStartedStopped = true;
@@ -1410,18 +1423,24 @@ HANDLE OpenThread(DWORD access, BOOL, DWORD id) noexcept
 {
     NoSuspend const guard;
     pid_t const wanted = static_cast<pid_t>(id);
-    s_recordLock.lock();
-    ThreadRecord* record = id != 0 ? findRecord(wanted) : nullptr;
-    s_recordLock.unlock();
-    if (record != nullptr)
-    {
-        return openHandle(*record->object);
-    }
+    ThreadRecord* record = lookUp(wanted);
     ThreadAccount account;
-    if (id == 0 || wanted <= 0 || !readAccount(wanted, account))
+    if (record == nullptr && (wanted <= 0 || !readAccount(wanted, account)))
     {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
+    }
+    // The record of a thread that is just being started has its id in a moment. Not for long: who starts it may stand still.
+    bool isKnown = false;
+    for (int look = 0; record == nullptr && !isKnown && look < c_StartLooks; ++look)
+    {
+        sched_yield();
+        isKnown = s_startsUnderWay.load(std::memory_order_acquire) == 0; // all ids that there were are there
+        record = lookUp(wanted);
+    }
+    if (record != nullptr)
+    {
+        return openHandle(*record->object);
     }
     if (id == GetCurrentThreadId())
     {
@@ -1459,9 +1478,9 @@ BOOL SetThreadPriority(HANDLE thread, int priority) noexcept
     {
         return fail(ERROR_INVALID_PARAMETER);
     }
-    pinned->priority.store(priority, std::memory_order_relaxed);
     NoSuspend const guard;
     pinned->lock.lock();
+    pinned->priority.store(priority, std::memory_order_relaxed);
     // An id is another thread's once this one has ended. Until then its end waits for the lock.
     if (facts().canRestoreNice && !pinned->isEnded)
     {

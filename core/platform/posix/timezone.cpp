@@ -284,5 +284,9 @@ TimeZone const& currentTimeZone() noexcept
 void _tzset() noexcept
 {
     tzset();
+    // A look that is under way ends first: what it has found may be older than this.
+    posix::NoSuspend const guard;
+    posix::s_zoneLock.lock();
     posix::s_checkedAt.store(-1, std::memory_order_release);
+    posix::s_zoneLock.unlock();
 }

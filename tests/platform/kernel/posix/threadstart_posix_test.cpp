@@ -2,12 +2,15 @@
 // blocked signals on, and is asked here for what it keeps. Windows hands on none of them.
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
-#include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <sched.h>
+#include <set>
+#include <string>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -180,4 +183,56 @@ TEST(SuspendStress, AThreadIsStoppedOrEndedAsSoonAsItIsMade)
         ASSERT_TRUE(ended.Join());
         ASSERT_EQ(ended.GetExitCode(), 7u);
     }
+}
+
+namespace
+{
+std::set<DWORD> listThreads()
+{
+    std::set<DWORD> ids;
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/task"))
+    {
+        ids.insert(static_cast<DWORD>(std::stoul(entry.path().filename())));
+    }
+    return ids;
+}
+} // namespace
+
+// A thread of the layer's may be waited for by who opens it; one that the layer takes for a stranger may not.
+TEST(OpenThreadStress, AThreadThatIsJustBeingStartedIsNoStranger)
+{
+    constexpr DWORD c_Synchronize = 0x00100000;
+    const CHandle isOpened = makeEvent(eAuto);
+    std::atomic<bool> isReady = false;
+    std::atomic<bool> isOver = false;
+    std::atomic<int> strangers = 0;
+    std::thread opener(
+        [&]
+        {
+            std::set<DWORD> seen = listThreads();
+            isReady = true;
+            while (!isOver)
+            {
+                for (DWORD const id : listThreads())
+                {
+                    // Once, when it is new: it stays until it has been opened.
+                    if (seen.insert(id).second)
+                    {
+                        const CHandle thread(OpenThread(c_Synchronize, FALSE, id));
+                        strangers += static_cast<HANDLE>(thread) == nullptr ? 1 : 0;
+                        SetEvent(isOpened);
+                    }
+                }
+            }
+        });
+    EXPECT_TRUE(becomes([&] { return isReady.load(); }));
+    for (int round = 0; round < 50 * c_Pace; ++round)
+    {
+        const CThread thread([&] { return WaitForSingleObject(isOpened, c_PatienceMs); });
+        ASSERT_TRUE(thread.Join());
+        ASSERT_EQ(thread.GetExitCode(), WAIT_OBJECT_0);
+    }
+    isOver = true;
+    opener.join();
+    EXPECT_EQ(strangers, 0);
 }
