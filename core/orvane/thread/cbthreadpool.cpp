@@ -90,6 +90,8 @@ struct alignas(detail::CTaskPlaces::c_Line) CbThreadPool::SGate
 {
     CbCriticalSection lock;
     bool isPoolGone = false; // guarded by lock
+
+    detail::CTaskPlaces places; // of the tasks of AddFunction; needs no lock
 };
 
 // A thread that runs the tasks that the pool puts into its channel, one at a time, until that is null.
@@ -269,8 +271,7 @@ CbThreadPool::CbThreadPool()
       m_waitingThreads(makePool<TThreadIds::TPool>(c_ListBlock)),
       m_idle(true, nullptr),
       m_threads(c_MapBlock),
-      m_entries(makePool<TEntryPool>(c_EntryBlock)),
-      m_places(std::make_unique<detail::CTaskPlaces>())
+      m_entries(makePool<TEntryPool>(c_EntryBlock))
 {
     m_threads.ReserveBlocks(1);
     for (unsigned int n = 0; n < s_defaultTaskLimit; ++n)
@@ -385,7 +386,7 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
     };
 
     // Once it is in the pool the task is another processor's: no reference is taken here from then on.
-    CbSmartPointer<CbTask> task(new (*m_places) CTaskFunction(std::move(function)));
+    CbSmartPointer<CbTask> task(new (m_gate->places) CTaskFunction(std::move(function)));
     if (!AddTask(task, priority))
     {
         task.Reset();

@@ -16,11 +16,6 @@
 #include "orvane/sync/cbevent.h"
 #include "orvane/thread/cbtask.h"
 
-namespace detail
-{
-class CTaskPlaces;
-}
-
 class CbThreadPool;
 extern template class ORVANE_API CbSingleton<CbThreadPool>;
 
@@ -176,8 +171,6 @@ private:
     CbMap<unsigned long, SThreadData> m_threads;
     std::shared_ptr<TEntryPool> m_entries;
     unsigned int m_removedCount = 0; // records that were removed
-
-    std::unique_ptr<detail::CTaskPlaces> m_places; // of the tasks of AddFunction; needs no lock
 };
 
 #endif // ORVANE_THREAD_CBTHREADPOOL_H
