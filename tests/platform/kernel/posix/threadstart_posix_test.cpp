@@ -74,6 +74,18 @@ void runConfined(std::function<void()> const& function)
         })
         .join();
 }
+
+// A thread that the calling one starts, stops and lets go on.
+void stopAsSoonAsMade()
+{
+    const CHandle leave = makeEvent(eManual);
+    const CThread thread([&] { return WaitForSingleObject(leave, c_PatienceMs); });
+    ASSERT_EQ(SuspendThread(thread), 0u);
+    ASSERT_TRUE(SetEvent(leave));
+    ASSERT_EQ(look(thread), WAIT_TIMEOUT);
+    ASSERT_EQ(ResumeThread(thread), 1u);
+    ASSERT_TRUE(thread.Join());
+}
 } // namespace
 
 TEST(CreateThread, GivesTheThreadTheProcessorsAndTheNicenessOfTheProcess)
@@ -139,13 +151,7 @@ TEST(SuspendThread, StopsAThreadWhoseStarterBlocksAllSignals)
             sigset_t all;
             sigfillset(&all);
             ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &all, nullptr), 0);
-            const CHandle leave = makeEvent(eManual);
-            const CThread thread([&] { return WaitForSingleObject(leave, c_PatienceMs); });
-            EXPECT_EQ(SuspendThread(thread), 0u);
-            EXPECT_TRUE(SetEvent(leave));
-            EXPECT_EQ(look(thread), WAIT_TIMEOUT);
-            EXPECT_EQ(ResumeThread(thread), 1u);
-            EXPECT_TRUE(thread.Join());
+            stopAsSoonAsMade();
         })
         .join();
 }
@@ -171,13 +177,7 @@ TEST(SuspendStress, AThreadIsStoppedOrEndedAsSoonAsItIsMade)
     const CHandle never = makeEvent(eManual);
     for (int round = 0; round < 20 * c_Pace; ++round)
     {
-        const CHandle leave = makeEvent(eManual);
-        const CThread stopped([&] { return WaitForSingleObject(leave, c_PatienceMs); });
-        ASSERT_EQ(SuspendThread(stopped), 0u);
-        ASSERT_TRUE(SetEvent(leave));
-        ASSERT_EQ(look(stopped), WAIT_TIMEOUT);
-        ASSERT_EQ(ResumeThread(stopped), 1u);
-        ASSERT_TRUE(stopped.Join());
+        ASSERT_NO_FATAL_FAILURE(stopAsSoonAsMade());
         const CThread ended([&] { return WaitForSingleObject(never, c_PatienceMs); });
         ASSERT_TRUE(TerminateThread(ended, 7));
         ASSERT_TRUE(ended.Join());
