@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -94,8 +95,8 @@ constexpr DWORD c_AcknowledgeMs = 5000;
 // there holds no lock of it; one that works there is met outside long before.
 constexpr int c_PoliteTries = 2000;
 constexpr long c_PoliteNs = 50'000;
-// Who opens a thread that nobody knows looks so often whether it is one that is just being started.
-constexpr int c_StartLooks = 1000;
+// Who opens a thread that nobody knows looks so long whether it is one that is just being started.
+constexpr std::chrono::milliseconds c_StartPatience{100};
 
 constexpr unsigned __int64 c_TicksInSecond = c_TicksASecond;
 constexpr unsigned __int64 c_UnixEpoch = c_SecondsToEpoch * c_TicksASecond; // 1970 in file time
@@ -1431,12 +1432,16 @@ HANDLE OpenThread(DWORD access, BOOL, DWORD id) noexcept
         return nullptr;
     }
     // The record of a thread that is just being started has its id in a moment. Not for long: who starts it may stand still.
-    bool isKnown = false;
-    for (int look = 0; record == nullptr && !isKnown && look < c_StartLooks; ++look)
+    if (record == nullptr)
     {
-        sched_yield();
-        isKnown = s_startsUnderWay.load(std::memory_order_acquire) == 0; // all ids that there were are there
-        record = lookUp(wanted);
+        auto const end = std::chrono::steady_clock::now() + c_StartPatience;
+        bool isKnown = false;
+        do
+        {
+            sched_yield();
+            isKnown = s_startsUnderWay.load(std::memory_order_acquire) == 0; // all ids that there were are there
+            record = lookUp(wanted);
+        } while (record == nullptr && !isKnown && std::chrono::steady_clock::now() < end);
     }
     if (record != nullptr)
     {

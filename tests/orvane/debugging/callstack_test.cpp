@@ -1,7 +1,6 @@
 #include "orvane/debugging/callstack.h"
 
 #include <atomic>
-#include <barrier>
 #include <functional>
 #include <string>
 #include <thread>
@@ -89,9 +88,13 @@ static_assert(CbStackWalkerBase::c_AllOptions == 63);
 }
 
 // Its own name and those of its callers say nothing of the capture.
-[[gnu::noinline]] void takeOftenInThread(std::vector<std::wstring>& wrong, std::barrier<>& start)
+[[gnu::noinline]] void takeOftenInThread(std::vector<std::wstring>& wrong, std::atomic<int>& missing)
 {
-    start.arrive_and_wait();
+    --missing;
+    while (missing != 0)
+    {
+        std::this_thread::yield();
+    }
     for (int n = 0; n < c_Calls; ++n)
     {
         // Each second stack is skipped as a whole: a thread that were let in between would take the other's number.
@@ -258,12 +261,12 @@ TEST(GetCallStack, IsWholeAfterAnotherCollectingWalkerCameAndWent)
 TEST(GetCallStack, KeepsTheStacksOfThreadsApart)
 {
     std::vector<std::vector<std::wstring>> wrong(c_Threads);
-    std::barrier<> start(c_Threads);
+    std::atomic<int> missing = c_Threads;
     {
         std::vector<std::jthread> threads;
         for (std::vector<std::wstring>& mine : wrong)
         {
-            threads.emplace_back(takeOftenInThread, std::ref(mine), std::ref(start));
+            threads.emplace_back(takeOftenInThread, std::ref(mine), std::ref(missing));
         }
     }
 

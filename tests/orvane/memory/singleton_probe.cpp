@@ -1,12 +1,12 @@
 // Makes singletons and ends; their report lines go to standard output. The argument names the end.
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <thread>
 
 #include "orvane/datetime/cbtimer.h"
 #include "orvane/memory/cbsingleton.h"
+#include "platform/platform.h"
 
 namespace
 {
@@ -86,18 +86,17 @@ CLast s_last;
 // Another thread enters the singleton lock and stays inside.
 void lockForGood()
 {
-    static std::atomic<bool> s_isInside = false;
+    // Never closed: the other thread has it as long as there is one.
+    HANDLE const isInside = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::thread(
-        []
+        [isInside]
         {
             Singleton::GetCriticalSectionSingleton().Enter();
-            s_isInside = true;
-            s_isInside.notify_all();
-            static std::atomic<bool> s_never = false;
-            s_never.wait(false);
+            SetEvent(isInside);
+            Sleep(INFINITE);
         })
         .detach();
-    s_isInside.wait(false);
+    WaitForSingleObject(isInside, INFINITE);
 }
 } // namespace
 
