@@ -369,6 +369,7 @@ CbSmartPointer<CbTask> CbThreadPool::AddFunction(std::function<void()> function,
             detail::CTaskPlaces::GiveBack(place);
         }
 
+        // NOLINTNEXTLINE(misc-new-delete-overloads): its new is the one above, and there is no other.
         static void operator delete(void* place) noexcept
         {
             detail::CTaskPlaces::GiveBack(place);

@@ -12,6 +12,8 @@ struct CTaskPlaces::SBlock
 {
     static constexpr unsigned int c_Places = 16;
     static constexpr std::size_t c_PlaceBytes = 2 * c_Line;
+    static constexpr std::size_t c_LinkBytes = sizeof(void*); // each place begins with its block
+    static_assert(c_LinkBytes + c_Room == c_PlaceBytes);
 
     // Gives places back, or up. The last one ends the block.
     void Release(unsigned int count) noexcept
@@ -94,16 +96,14 @@ void* CTaskPlaces::takeFrom(SStripe& stripe) noexcept
             __builtin_prefetch(place + SBlock::c_PlaceBytes + line, 1);
         }
     }
-    // Each place begins with its block.
-    std::memcpy(place, &block, sizeof block);
-    return place + sizeof block;
+    std::memcpy(place, &block, SBlock::c_LinkBytes);
+    return place + SBlock::c_LinkBytes;
 }
 
 void CTaskPlaces::GiveBack(void* place) noexcept
 {
     SBlock* block = nullptr;
-    static_assert(c_Room + sizeof block == SBlock::c_PlaceBytes);
-    std::memcpy(&block, static_cast<unsigned char*>(place) - sizeof block, sizeof block);
+    std::memcpy(&block, static_cast<unsigned char*>(place) - SBlock::c_LinkBytes, SBlock::c_LinkBytes);
     block->Release(1);
 }
 } // namespace detail
