@@ -189,8 +189,8 @@ private:
         bool isBehindOthers = false;
         {
             SDropped dropped;
-            __builtin_prefetch(
-                m_submitter); // other threads write there, under the lock: it comes while that is waited for
+            // Other threads write there, under the lock: it comes while that is waited for.
+            __builtin_prefetch(m_submitter);
             CPoliteHolder const holder(m_gate->lock);
             if (!m_gate->isPoolGone)
             {
@@ -302,7 +302,8 @@ bool CbThreadPool::AddTask(CbSmartPointer<CbTask> task, ETaskPriority priority)
     }
     bool hasToGrow = false;
     {
-        __builtin_prefetch(m_entries.get()); // as the worker does in lookForWork
+        // As the worker does in lookForWork.
+        __builtin_prefetch(m_entries.get());
         CbCriticalSectionAuto const holder(m_gate->lock);
         if ((m_flags & c_ShuttingDown) != 0)
         {

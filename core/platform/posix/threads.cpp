@@ -320,7 +320,7 @@ ThreadRecord* findRecord(pid_t id) noexcept
     return nullptr;
 }
 
-// The same; null for 0 and for what is no id.
+// The same, with the lock taken here; null for 0 and for what is no id.
 ThreadRecord* lookUp(pid_t id) noexcept
 {
     s_recordLock.lock();

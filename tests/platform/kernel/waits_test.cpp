@@ -467,7 +467,8 @@ TEST(WaitStress, AnEventMayBeClosedAsSoonAsAWaitForItHasReturned)
     setter.join();
 }
 
-// Each of the two may still be busy with waking the waiter from the wait before when the other one ends the next.
+// Each of the two may still be busy with waking the waiter from the wait before when the other one ends the next. The wake that
+// is lost then has to fall into some nanoseconds: this many rounds meet them seldom, more of them by the variable.
 TEST(WaitStress, AThreadThatTwoOthersReleaseInTurnMissesNeither)
 {
     const long long rounds = getNumber("ORVANE_KERNEL_TURN_ROUNDS", 3'000LL * c_Pace);
