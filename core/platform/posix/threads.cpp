@@ -1240,14 +1240,15 @@ DWORD SuspendThread(HANDLE thread) noexcept
         record.lock.lock();
         error = addStop(record, before, generation);
         record.lock.unlock();
-    }
-    if (error == ERROR_SUCCESS && isOwn(record))
-    {
-        // This frame may not be left in the ordinary way. A thread keeps its own record, once it has it.
-        if (ownRecord() == &record)
+        // From the end of this stretch on the frame may not be left in the ordinary way: whoever stops this thread meanwhile
+        // may end it too. A thread keeps its own record, once it has it.
+        if (error == ERROR_SUCCESS && isOwn(record) && ownRecord() == &record)
         {
             pinned.release();
         }
+    }
+    if (error == ERROR_SUCCESS && isOwn(record))
+    {
         obey(record, nullptr);
     }
     else if (error == ERROR_SUCCESS && !awaitAcknowledged(record, generation, deadlineIn(c_AcknowledgeMs)))

@@ -288,7 +288,14 @@ TEST(TerminateThread, TakesAThreadOutOfTheQueuesOfAWaitForAll)
     const CHandle first = makeEvent(eAuto, true);
     const CHandle second = makeEvent(eAuto);
     const std::array<HANDLE, 2> both{first, second};
-    const CThread thread([&] { return waitAll(both, INFINITE); });
+    const CHandle isHere = makeEvent(eAuto);
+    const CThread thread(
+        [&]
+        {
+            SetEvent(isHere);
+            return waitAll(both, INFINITE);
+        });
+    EXPECT_EQ(WaitForSingleObject(isHere, c_PatienceMs), WAIT_OBJECT_0);
     settle(5);
     EXPECT_TRUE(TerminateThread(thread, 1));
     EXPECT_TRUE(thread.Join());
