@@ -221,6 +221,28 @@ private:
     CHandle m_handle;
 };
 
+struct SHasBegun
+{
+    CHandle hasBegun = makeEvent(eAuto);
+};
+
+/// A thread that has begun its body when it is made. It may be ended then: one that is ended while Windows starts it leaves
+/// the loader's lock taken, and no other one starts.
+class CBegunThread : private SHasBegun, public CThread
+{
+public:
+    explicit CBegunThread(std::function<DWORD()> body)
+        : CThread(
+              [this, body = std::move(body)]
+              {
+                  SetEvent(hasBegun);
+                  return body();
+              })
+    {
+        EXPECT_EQ(WaitForSingleObject(hasBegun, c_PatienceMs), WAIT_OBJECT_0);
+    }
+};
+
 /// Threads that each wait once. The order of their returns is exact when the test releases them one by one.
 class CWaiters
 {

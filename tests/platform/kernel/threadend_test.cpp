@@ -1,6 +1,5 @@
 // How threads end: what they leave behind, and what can be asked of them afterwards.
 
-#include <atomic>
 #include <thread>
 
 #include "kernelsupport.h"
@@ -39,14 +38,7 @@ TEST(ThreadTimes, OfATerminatedThreadAreItsOwn)
     // The ending thread has worked, the ended one has not.
     constexpr unsigned long long c_Work = 200 * c_TicksPerMillisecond;
     const CHandle never = makeEvent(eManual);
-    std::atomic<bool> isHere = false;
-    const CThread idle(
-        [&]() -> DWORD
-        {
-            isHere = true;
-            return WaitForSingleObject(never, INFINITE);
-        });
-    ASSERT_TRUE(becomes([&] { return isHere.load(); }));
+    const CBegunThread idle([&] { return WaitForSingleObject(never, INFINITE); });
     ASSERT_TRUE(becomes([] { return timesOf(GetCurrentThread()).used >= c_Work; }));
 
     ASSERT_TRUE(TerminateThread(idle, 1));

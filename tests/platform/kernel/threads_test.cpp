@@ -267,14 +267,7 @@ TEST(SuspendThread, FailsForAThreadThatHasEnded)
 TEST(TerminateThread, EndsAThreadThatWaits)
 {
     const CHandle event = makeEvent(eAuto);
-    const CHandle isHere = makeEvent(eAuto);
-    const CThread thread(
-        [&]
-        {
-            SetEvent(isHere);
-            return WaitForSingleObject(event, INFINITE);
-        });
-    EXPECT_EQ(WaitForSingleObject(isHere, c_PatienceMs), WAIT_OBJECT_0);
+    const CBegunThread thread([&] { return WaitForSingleObject(event, INFINITE); });
     settle(5);
     EXPECT_TRUE(TerminateThread(thread, 42));
     EXPECT_TRUE(thread.Join());
@@ -288,14 +281,7 @@ TEST(TerminateThread, TakesAThreadOutOfTheQueuesOfAWaitForAll)
     const CHandle first = makeEvent(eAuto, true);
     const CHandle second = makeEvent(eAuto);
     const std::array<HANDLE, 2> both{first, second};
-    const CHandle isHere = makeEvent(eAuto);
-    const CThread thread(
-        [&]
-        {
-            SetEvent(isHere);
-            return waitAll(both, INFINITE);
-        });
-    EXPECT_EQ(WaitForSingleObject(isHere, c_PatienceMs), WAIT_OBJECT_0);
+    const CBegunThread thread([&] { return waitAll(both, INFINITE); });
     settle(5);
     EXPECT_TRUE(TerminateThread(thread, 1));
     EXPECT_TRUE(thread.Join());
@@ -341,15 +327,8 @@ TEST(TerminateThread, EndsAThreadThatWasNeverResumed)
 
 TEST(TerminateThread, EndsAThreadThatIsSuspended)
 {
-    CHandle isHere = makeEvent(eAuto);
-    CHandle never = makeEvent(eAuto);
-    const CThread thread(
-        [&]
-        {
-            SetEvent(isHere);
-            return WaitForSingleObject(never, INFINITE);
-        });
-    EXPECT_EQ(WaitForSingleObject(isHere, c_PatienceMs), WAIT_OBJECT_0);
+    const CHandle never = makeEvent(eAuto);
+    const CBegunThread thread([&] { return WaitForSingleObject(never, INFINITE); });
     EXPECT_EQ(SuspendThread(thread), 0u);
     EXPECT_EQ(SuspendThread(thread), 1u);
     EXPECT_TRUE(TerminateThread(thread, 9));

@@ -33,22 +33,6 @@ TEST(TerminateThread, LeavesNothingOfAThreadThatHadSuspendedItself)
     EXPECT_TRUE(becomes([&] { return PlatformTest::GetObjectCount() <= before; }, 1'000));
 }
 
-// On Windows such a thread leaves the loader's lock taken, and no other one starts.
-TEST(TerminateThread, OfAThreadThatIsJustStartingLeavesOthersToStart)
-{
-    const CHandle never = makeEvent(eAuto);
-    for (int round = 0; round < 300; ++round)
-    {
-        const CThread ended([&] { return WaitForSingleObject(never, INFINITE); });
-        ASSERT_TRUE(TerminateThread(ended, 4));
-        ASSERT_TRUE(ended.Join());
-        ASSERT_EQ(ended.GetExitCode(), 4u);
-        const CThread next([] { return 5u; });
-        ASSERT_TRUE(next.Join());
-        ASSERT_EQ(next.GetExitCode(), 5u);
-    }
-}
-
 // By a handle that is closed meanwhile: nobody else has one.
 TEST(SuspendThread, OfItselfKeepsTheRecordOfAThreadThatTheLayerDidNotStart)
 {
